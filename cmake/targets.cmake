@@ -1,0 +1,42 @@
+# Shared settings of all targets, and the two helpers that declare them.
+
+set(target_libraries /opt/target)
+
+add_library(ostravel_settings INTERFACE)
+target_compile_definitions(ostravel_settings INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN
+    _WIN32_WINNT=0x0A00 NTDDI_VERSION=0x0A000007)
+target_compile_options(ostravel_settings INTERFACE -ffunction-sections -fdata-sections
+    # Records name a unit by its path below src/, and no path of the building machine stays in the program.
+    -ffile-prefix-map=${CMAKE_SOURCE_DIR}/src/= -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
+    -ffile-prefix-map=${CMAKE_BINARY_DIR}/=)
+target_link_options(ostravel_settings INTERFACE -static -Wl,--gc-sections)
+
+# Third-party headers and libraries.
+add_library(cpprest INTERFACE)
+target_include_directories(cpprest SYSTEM INTERFACE ${target_libraries}/include ${target_libraries}/compat
+    ${target_libraries}/boost)
+target_compile_definitions(cpprest INTERFACE CPPREST_FORCE_PPLX=1 _NO_ASYNCRTIMP _NO_PPLXIMP)
+target_link_libraries(cpprest INTERFACE ${target_libraries}/lib/libcpprest.a winhttp bcrypt crypt32 ws2_32 ole32)
+add_library(minizip INTERFACE)
+target_include_directories(minizip SYSTEM INTERFACE ${target_libraries}/include)
+target_link_libraries(minizip INTERFACE ${target_libraries}/lib/libminizip.a z)
+add_library(tclap INTERFACE)
+target_include_directories(tclap SYSTEM INTERFACE ${target_libraries}/tclap)
+
+# ostravel_library(NAME [libraries it may include from ...]): the sources of the current folder as a static library.
+# Its headers are reached as "NAME/Header.h" by those who link it and by nobody else: an upward include does not compile.
+function(ostravel_library name)
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+    list(FILTER sources EXCLUDE REGEX /entry/)
+    if(NOT sources)
+        add_library(${name} INTERFACE)
+        target_link_libraries(${name} INTERFACE ostravel_settings ${ARGN})
+        return()
+    endif()
+    add_library(${name} STATIC ${sources})
+    file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/include/${name})
+    file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_BINARY_DIR}/include/${name}/${name} SYMBOLIC)
+    target_include_directories(${name} PUBLIC ${CMAKE_BINARY_DIR}/include/${name})
+    target_compile_options(${name} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Werror)
+    target_link_libraries(${name} PUBLIC ostravel_settings ${ARGN})
+endfunction()

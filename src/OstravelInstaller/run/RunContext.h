@@ -1,0 +1,51 @@
+#pragma once
+
+#include "OstravelInstaller/payload/PayloadPackage.h"
+#include "OstravelInstaller/reporting/TelemetryMetaData.h"
+#include "OstravelInstaller/run/InstallerResult.h"
+#include "OstravelInstaller/run/ReinstallReason.h"
+#include "OstravelInstallerLib/CommandLineUtils.h"
+#include "SharedLib/InstalledAgent.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace kelvane::bst {
+
+// All that one run knows; owned by the run driver, handed by reference to every flow.
+struct RunContext {
+    explicit RunContext(const OstravelInstallerCmdLine& commandLine) : cmdLine(commandLine) {}
+
+    const OstravelInstallerCmdLine& cmdLine;
+    TelemetryMetaData telemetry;
+
+    std::wstring tempDir; // the working directory
+    bool tempDirCreated = false;
+    bool tempDirIsFallback = false;
+    PayloadPackage payload;
+
+    InstalledAgentInfo installedAgent;
+    std::optional<std::string> installedSiteToken; // the enrolment token of the installed agent, opaque
+    std::optional<std::string> agentUid;           // the installed agent's identifier
+    bool isVdi = false;
+    std::wstring installationId;
+    std::wstring diagUid;
+    std::wstring msiArguments; // what the package is given; every property added has a leading blank
+
+    std::optional<ReinstallReason> reinstallReason;
+    bool downgradeDetected = false;
+    bool healthCheckPassed = false;
+    bool installationDone = false;
+    std::optional<std::uint32_t> packageExitCode; // of the last package run
+    std::optional<std::uint32_t> cleanerExitCode;
+
+    bool dynamicMonitoringRebootAdvised = false;
+    bool forceLogUpload = false;
+    InstallerResult result = InstallerResult::UnexpectedError;
+
+    // The token that the package and the continuation are given: the installed agent's, else --fallback_site_token.
+    std::optional<std::string> siteToken() const;
+};
+
+} // namespace kelvane::bst

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace kelvane::PathUtils {
+
+// Environment variables in %NAME% form replaced (ExpandEnvironmentStringsW). Throws Win32Error.
+std::wstring expandEnvironment(std::wstring_view text);
+std::filesystem::path programFiles();     // %ProgramFiles%
+std::filesystem::path programData();      // %ProgramData%
+std::filesystem::path windowsTemp();      // %WINDIR%\Temp
+std::filesystem::path windowsDirectory(); // of the system, not of the session (GetSystemWindowsDirectoryW)
+std::filesystem::path systemDirectory();  // GetSystemDirectoryW
+std::filesystem::path ownExecutable();    // full path of the running program, of any length
+
+// A drive-absolute path (D:\Data, \\?\D:\Data) or a device path (\Device\...) without characters that no path may hold.
+// Relative paths, bare drive letters and UNC paths are not valid.
+bool isPathValid(std::wstring_view path);
+
+// The path with the "\\?\" prefix that lifts the length limit; a path that has it, or is not drive-absolute, as it is.
+std::filesystem::path longPath(const std::filesystem::path& path);
+
+std::wstring devicePathOfDrive(wchar_t letter);                       // QueryDosDeviceW
+std::wstring finalPathOfHandle(void* handle);                         // GetFinalPathNameByHandleW
+std::filesystem::path longPathName(const std::filesystem::path& path); // GetLongPathNameW
+
+} // namespace kelvane::PathUtils

@@ -1,0 +1,56 @@
+"""Runs the unit tests under Wine and the scenarios, and ends with one plain line: N passed, N failed."""
+
+import os
+import re
+import subprocess
+import sys
+from pathlib import Path
+
+TOP = Path(__file__).resolve().parent.parent
+PREFIX = TOP / "build" / "unit-prefix"
+
+
+def run(command, **options):
+    """The command's output, shown while it runs."""
+    lines = []
+    with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace",
+                          **options) as process:
+        for line in process.stdout:
+            print(line, end="", flush=True)
+            lines.append(line)
+    return process.returncode, "".join(lines)
+
+
+def unit_tests():
+    environment = {**os.environ, "WINEPREFIX": str(PREFIX)}
+    if not PREFIX.exists():
+        subprocess.run(["wineboot", "-i"], env=environment, capture_output=True, check=True)
+    status, output = run(["wine", str(TOP / "build/tests/unit/unit_tests.exe"), "--gtest_brief=1"], env=environment)
+    passed = sum(map(int, re.findall(r"\[  PASSED  \] (\d+) test", output)))
+    failed = sum(map(int, re.findall(r"(\d+) FAILED TEST", output)))
+    # A program that ended without its summary has failed as a whole.
+    return passed, max(failed, 0 if status == 0 else 1)
+
+
+def scenarios(arguments):
+    scenario_folder = TOP / "tests" / "scenarios"
+    if not list(scenario_folder.glob("test_*.py")):
+        return 0, 0
+    status, output = run([sys.executable, "-m", "pytest", "-q", "-n", "2", "-p", "no:cacheprovider", *arguments,
+                          str(scenario_folder)])
+    summary = output.strip().splitlines()[-1] if output.strip() else ""
+    count = {word: int(number) for number, word in re.findall(r"(\d+) (passed|failed|errors?)", summary)}
+    passed = count.get("passed", 0)
+    failed = count.get("failed", 0) + count.get("error", 0) + count.get("errors", 0)
+    return passed, max(failed, 0 if status == 0 else 1)
+
+
+def main():
+    results = [unit_tests(), scenarios(sys.argv[1:])]
+    passed, failed = (sum(column) for column in zip(*results))
+    print(f"{passed} passed, {failed} failed")
+    return 1 if failed or not passed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
