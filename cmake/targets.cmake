@@ -6,9 +6,8 @@ add_library(ostravel_settings INTERFACE)
 target_compile_definitions(ostravel_settings INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN
     _WIN32_WINNT=0x0A00 NTDDI_VERSION=0x0A000007)
 target_compile_options(ostravel_settings INTERFACE -ffunction-sections -fdata-sections
-    # Records name a unit by its path below src/, and no path of the building machine stays in the program.
-    -ffile-prefix-map=${CMAKE_SOURCE_DIR}/src/= -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
-    -ffile-prefix-map=${CMAKE_BINARY_DIR}/=)
+    # No path of the building machine stays in the program.
+    -ffile-prefix-map=${CMAKE_SOURCE_DIR}/= -ffile-prefix-map=${CMAKE_BINARY_DIR}/=)
 target_link_options(ostravel_settings INTERFACE -static -Wl,--gc-sections)
 
 # Third-party headers and libraries.

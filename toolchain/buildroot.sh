@@ -67,8 +67,10 @@ if [ -z "$mirror" ]; then
     exit 1
 fi
 
-aside=$(mktemp -d "$cache/making-XXXXXX")
-chmod 755 "$aside"
+# What a run that was killed left of its own attempt.
+as_root rm -rf --one-file-system "$cache/making-$key"
+aside=$cache/making-$key
+mkdir "$aside"
 step "Debian 13 base system" as_root debootstrap --variant=minbase trixie "$aside" "$mirror"
 printf 'deb %s trixie main\ndeb-src %s trixie main\n' "$mirror" "$mirror" |
     as_root tee "$aside/etc/apt/sources.list" >/dev/null

@@ -22,8 +22,11 @@ bool isPathValid(std::wstring_view path);
 // The path with the "\\?\" prefix that lifts the length limit; a path that has it, or is not drive-absolute, as it is.
 std::filesystem::path longPath(const std::filesystem::path& path);
 
-std::wstring devicePathOfDrive(wchar_t letter);                       // QueryDosDeviceW
-std::wstring finalPathOfHandle(void* handle);                         // GetFinalPathNameByHandleW
+// The path without that prefix.
+std::filesystem::path withoutLongPrefix(const std::filesystem::path& path);
+
+std::wstring devicePathOfDrive(wchar_t letter);                        // QueryDosDeviceW
+std::wstring finalPathOfHandle(void* handle);                          // GetFinalPathNameByHandleW
 std::filesystem::path longPathName(const std::filesystem::path& path); // GetLongPathNameW
 
 } // namespace kelvane::PathUtils

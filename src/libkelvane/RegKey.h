@@ -1,6 +1,6 @@
 #pragma once
 
-#include <windows.h>
+#include "libwin32/Handles.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -10,18 +10,15 @@
 
 namespace kelvane {
 
-// A registry key named by a root (a predefined root, or an open key) and a path below it. It is opened on demand with the
-// access that an operation asks for. Every failure is a Win32Error whose call() is the key's readable name, a backslash and
-// the value's name, followed by the operation; its unit is "libkelvane\RegKey".
+// A registry key named by a root (a predefined root, or an open key) and a path below it. It is opened on demand with
+// the access that an operation asks for. Every failure is a Win32Error whose call() is the key's readable name, a
+// backslash and the value's name, followed by the operation; its unit is "libkelvane\RegKey".
 class RegKey {
 public:
     // `view` is KEY_WOW64_64KEY, KEY_WOW64_32KEY or 0, added to every access.
     RegKey(HKEY root, std::wstring_view path, REGSAM view = KEY_WOW64_64KEY);
-    RegKey(RegKey&& other) noexcept;
-    RegKey& operator=(RegKey&& other) noexcept;
-    ~RegKey();
 
-    // Opens with the access (or keeps the handle that an earlier open with the same access gave).
+    // Opens with the access (or keeps the handle that an earlier open with at least this access gave).
     HKEY open(REGSAM access) const;
     // Creates the key and any missing parents; opened for reading and writing.
     void create();
@@ -41,14 +38,16 @@ public:
     std::uint32_t subkeyCount() const;
     std::wstring enumKey(std::uint32_t index) const;
 
-    // "HKEY_LOCAL_MACHINE\SOFTWARE\..."; below an open key the kernel's name of it, or "<unknown>".
+    // "HKEY_LOCAL_MACHINE\SOFTWARE\..."; at or below an open key the kernel's name of it, or "<unknown>".
     std::wstring name() const;
 
 private:
+    LSTATUS tryOpen(REGSAM access) const noexcept;
+
     HKEY root_;
     std::wstring path_;
     REGSAM view_;
-    mutable HKEY handle_ = nullptr;
+    mutable win32::UniqueKey handle_;
     mutable REGSAM access_ = 0;
 };
 

@@ -22,7 +22,7 @@ void write(win32::TraceLevel level, std::string_view message, std::string_view f
 }
 
 void logFailure(const win32::Win32Error& error) noexcept {
-    write(win32::TraceLevel::Error, error.what(), error.location().unit, error.location().line);
+    write(win32::TraceLevel::Error, error.what(), error.location().file, error.location().line);
 }
 
 } // namespace

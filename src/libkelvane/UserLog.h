@@ -7,8 +7,8 @@
 
 namespace kelvane {
 
-// The library log: the records of code that knows no product (registry, files, processes, hardware), in an ETW provider of
-// their own. Each carries the source file's last path component, the line and a message.
+// The library log: the records of code that knows no product (registry, files, processes, hardware), in an ETW provider
+// of their own. Each carries the source file's last path component, the line and a message.
 class UserLog {
 public:
     // Registers the provider and hears of every failed Windows call from then on.

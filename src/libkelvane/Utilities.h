@@ -15,7 +15,8 @@ struct ProcessHandles {
 };
 
 struct StartOptions {
-    std::filesystem::path program; // the application name given to Windows; empty: the command line's first, quoted path
+    // The full path given to Windows as application name; empty: the command line's first, quoted path.
+    std::filesystem::path program{};
     std::uint32_t creationFlags = 0;
     bool inheritHandles = false;
 };
@@ -23,8 +24,8 @@ struct StartOptions {
 // Starts the command line in the system directory. Throws Win32Error, also when no full path of the program is known.
 ProcessHandles executeAndGetHandles(const std::wstring& commandLine, const StartOptions& options = {});
 
-// Starts, waits at most `waitMs` (INFINITE: without limit), returns the exit code; 259 (STILL_ACTIVE) when it still runs.
-// Throws Win32Error.
+// Starts, waits at most `waitMs` (INFINITE: without limit), returns the exit code; 259 (STILL_ACTIVE) when it still
+// runs. Throws Win32Error.
 std::uint32_t execute_throw(const std::wstring& commandLine, const StartOptions& options, std::uint32_t waitMs);
 
 struct ExecuteResult {
@@ -35,8 +36,9 @@ struct ExecuteResult {
 // Runs the command as a Subprocess, without limit, and collects what it writes. Throws Win32Error.
 ExecuteResult execute(const std::wstring& commandLine, const StartOptions& options = {});
 
-// As execute_throw, but a wait of 0xFFFFFFFF ms or more is refused with std::out_of_range "Specified timeout is too large.";
-// an exit code other than 259 is logged.
+// Runs the command as a Subprocess that is ended when it still runs after `waitMs`: 259 (STILL_ACTIVE) then. Another
+// exit code is logged. A wait of 0xFFFFFFFF ms or more is refused with std::out_of_range "Specified timeout is too
+// large.". Throws Win32Error.
 std::uint32_t executeTimed(const std::wstring& commandLine, const StartOptions& options, std::uint64_t waitMs);
 
 } // namespace kelvane

@@ -87,4 +87,11 @@ struct ServiceTraits {
 };
 using UniqueService = UniqueResource<ServiceTraits>;
 
+struct KeyTraits {
+    using Type = HKEY;
+    static bool isValid(HKEY key) { return key != nullptr; }
+    static void close(HKEY key) { RegCloseKey(key); }
+};
+using UniqueKey = UniqueResource<KeyTraits>;
+
 } // namespace win32

@@ -59,7 +59,8 @@ std::wstring formatTextList(std::wstring_view format, std::initializer_list<Text
         } else if (++i < format.size() && format[i] == L'%') {
             text += L'%';
         } else {
-            if (i >= format.size() || argument == arguments.end()) throw std::logic_error("text format lacks arguments");
+            if (i >= format.size() || argument == arguments.end())
+                throw std::logic_error("text format lacks arguments");
             text += render(format[i], *argument++);
         }
     }

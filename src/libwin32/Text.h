@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <variant>
-#include <initializer_list>
 
 namespace win32 {
 
@@ -18,8 +18,8 @@ bool equalsIgnoringAsciiCase(std::wstring_view left, std::wstring_view right);
 using TextArgument = std::variant<std::wstring_view, std::string_view, std::uint64_t, std::int64_t>;
 
 // The printf forms that this program's texts use, without printf's lack of types: %s takes a wide string, %S a UTF-8
-// string, %u an unsigned and %d a signed number; %% is a percent sign. Throws std::logic_error when the arguments do not
-// fit the format.
+// string, %u an unsigned and %d a signed number; %% is a percent sign. Throws std::logic_error when the arguments do
+// not fit the format.
 std::wstring formatTextList(std::wstring_view format, std::initializer_list<TextArgument> arguments);
 
 namespace details {

@@ -45,8 +45,8 @@ std::vector<std::uint8_t> encodeEventData(TraceFields fields);
 // An event must stay below 64 KiB as a whole, else the system drops it.
 inline constexpr std::size_t maxTraceText = 8192;
 
-// One provider registration: registered by start(), unregistered by stop() or at the end. Events of a provider that is not
-// registered, or that no session has enabled at their level, are dropped after one comparison.
+// One provider registration: registered by start(), unregistered by stop() or at the end. Events of a provider that is
+// not registered, or that no session has enabled at their level, are dropped after one comparison.
 class TraceProvider {
 public:
     // `name` must outlive the provider.

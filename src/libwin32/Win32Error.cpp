@@ -11,7 +11,12 @@ namespace {
 
 std::atomic<FailureHook> failureHook{nullptr};
 
+std::string_view lastComponent(std::string_view path) { return path.substr(path.find_last_of("/\\") + 1); }
+
+// "src/libkelvane/RegKey.cpp" -> "libkelvane\RegKey"
 std::string unitOf(std::string_view file) {
+    constexpr std::string_view sources = "src/";
+    if (file.starts_with(sources)) file.remove_prefix(sources.size());
     const auto dot = file.rfind('.');
     std::string unit(file.substr(0, dot));
     for (char& c : unit) {
@@ -39,11 +44,12 @@ template <class Error>
 } // namespace
 
 ErrorLocation::ErrorLocation(const std::source_location& place)
-    : unit(unitOf(place.file_name())), function(functionOf(place.function_name())), line(place.line()) {}
+    : file(lastComponent(place.file_name())), unit(unitOf(place.file_name())),
+      function(functionOf(place.function_name())), line(place.line()) {}
 
 Win32Error::Win32Error(std::string_view call, std::uint32_t code, const ErrorLocation& location)
-    : std::runtime_error(std::format("{} failed with error {}: {} [{} {}]", call, code, systemErrorText(code),
-                                     location.unit, location.function)),
+    : std::runtime_error(
+          std::format("{}: error {}: {} [{} {}]", call, code, systemErrorText(code), location.unit, location.function)),
       call_(call), code_(code), location_(location) {}
 
 void setFailureHook(FailureHook hook) { failureHook = hook; }
@@ -63,11 +69,12 @@ void throwWmiError(std::string_view call, long hresult, std::source_location pla
 
 std::string systemErrorText(std::uint32_t code) {
     UniqueLocal<wchar_t> text;
-    const DWORD length = FormatMessageW(
-        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0,
-        reinterpret_cast<wchar_t*>(text.put()), 0, nullptr);
+    const DWORD length =
+        FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+                       nullptr, code, 0, reinterpret_cast<wchar_t*>(text.put()), 0, nullptr);
     std::wstring_view view(text.get() ? text.get() : L"", length);
-    while (!view.empty() && (view.back() == L'\n' || view.back() == L'\r' || view.back() == L' ')) view.remove_suffix(1);
+    while (!view.empty() && (view.back() == L'\n' || view.back() == L'\r' || view.back() == L' '))
+        view.remove_suffix(1);
     return view.empty() ? "unknown error" : toUtf8(view);
 }
 

@@ -13,13 +13,14 @@ namespace win32 {
 struct ErrorLocation {
     ErrorLocation(const std::source_location& place);
 
+    std::string file; // last component of the source file's path
     std::string unit;
     std::string function;
     std::uint32_t line;
 };
 
 // A failed Windows call: what failed (the call's name, or a message in its stead), its error code, and where.
-// what() reads "CALL failed with error CODE: SYSTEM TEXT [UNIT FUNCTION]", in UTF-8.
+// what() reads "CALL: error CODE: SYSTEM TEXT [UNIT FUNCTION]", in UTF-8.
 class Win32Error : public std::runtime_error {
 public:
     Win32Error(std::string_view call, std::uint32_t code, const ErrorLocation& location);
@@ -57,8 +58,7 @@ void setFailureHook(FailureHook hook);
                                 std::source_location place = std::source_location::current());
 
 // throwLastError unless `succeeded`; the last error is read before anything else can change it.
-inline void check(bool succeeded, std::string_view call,
-                  std::source_location place = std::source_location::current()) {
+inline void check(bool succeeded, std::string_view call, std::source_location place = std::source_location::current()) {
     if (!succeeded) throwLastError(call, place);
 }
 

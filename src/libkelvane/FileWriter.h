@@ -1,0 +1,23 @@
+#pragma once
+
+#include "libwin32/Handles.h"
+
+#include <cstddef>
+
+namespace kelvane {
+
+// Writes to an open file, front to back.
+class FileWriter {
+public:
+    explicit FileWriter(win32::UniqueHandle file) : file_(std::move(file)) {}
+
+    // Writes all of it. Throws Win32Error "WriteFile"; when the system reports success and yet wrote less,
+    // std::runtime_error "could_not_write_entire_data".
+    void write(const void* data, std::size_t size);
+    void close() { file_.reset(); }
+
+private:
+    win32::UniqueHandle file_;
+};
+
+} // namespace kelvane

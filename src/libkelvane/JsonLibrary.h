@@ -1,0 +1,9 @@
+#pragma once
+
+// The HTTP library's JSON, the one way to include it: its Windows parts want names that this compiler's headers lack,
+// and its one-letter macro U would clash with others' template parameters.
+
+#include <cpprest_compat.h>
+
+#define _TURN_OFF_PLATFORM_STRING
+#include <cpprest/json.h>

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "libwin32/Win32Error.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <source_location>
+#include <stdexcept>
+#include <string_view>
+
+namespace kelvane {
+
+class FileWriter;
+struct ZipEntry;
+
+// An archive that cannot be read as a whole; location() tells which function asked for it.
+class ZipError : public std::logic_error {
+public:
+    ZipError(const char* text, const std::source_location& place) : std::logic_error(text), location_(place) {}
+    const win32::ErrorLocation& location() const { return location_; }
+
+private:
+    win32::ErrorLocation location_;
+};
+
+// An open ZIP archive with a current entry. Throws ZipError "Zip file could not be opened." or "unzGetGlobalInfo64
+// Failed".
+class ZipFile {
+public:
+    explicit ZipFile(const std::filesystem::path& path,
+                     const std::source_location& place = std::source_location::current());
+    ~ZipFile();
+    ZipFile(const ZipFile&) = delete;
+    ZipFile& operator=(const ZipFile&) = delete;
+
+    std::uint64_t entryCount() const { return entryCount_; }
+    // Unpacks each entry below the destination. An entry that cannot be extracted is logged and passed over, and leaves
+    // no file. Returns false when the list of entries is broken. Throws filesystem_error "create_directories",
+    // std::system_error "CreateFileW failed.", and what FileWriter throws.
+    bool extractAll(const std::filesystem::path& destination);
+
+private:
+    bool extractCurrent(const ZipEntry& entry, const std::filesystem::path& destination);
+    bool extractData(const std::filesystem::path& output, std::uint64_t size);
+    bool copyData(FileWriter& writer, std::uint64_t size);
+
+    void* archive_; // unzFile
+    std::uint64_t entryCount_ = 0;
+};
+
+// Whether an entry of this name stays below the folder that it is unpacked to, as a file that Windows can hold:
+// relative, without "..", drive, stream, device name, or a character or ending that a file name cannot have.
+bool isSafeEntryName(std::wstring_view name);
+
+// Unpacks the archive below the destination, which is created when it is missing. As ZipFile::extractAll.
+bool UnzipFile(const std::filesystem::path& zip, const std::filesystem::path& destination);
+
+} // namespace kelvane

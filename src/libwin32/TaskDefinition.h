@@ -1,0 +1,10 @@
+#pragma once
+
+#include "libwin32/TaskScheduler.h"
+
+namespace win32 {
+
+// Fills an empty definition from the description: settings, trigger, action, principal. Throws as TaskScheduler.
+void fillTaskDefinition(ITaskDefinition& definition, const TaskDescription& description);
+
+} // namespace win32

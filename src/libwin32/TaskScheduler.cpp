@@ -1,0 +1,102 @@
+#include "libwin32/TaskScheduler.h"
+
+#include "libwin32/TaskDefinition.h"
+#include "libwin32/Text.h"
+#include "libwin32/Win32Error.h"
+
+namespace win32 {
+namespace {
+
+constexpr HRESULT notFound = static_cast<HRESULT>(0x80070002);     // ERROR_FILE_NOT_FOUND
+constexpr HRESULT pathNotFound = static_cast<HRESULT>(0x80070003); // ERROR_PATH_NOT_FOUND
+constexpr unsigned depthLimit = 21;
+constexpr std::wstring_view rootFolder = L"\\";
+
+// Other users have no access: a task of the local system account must not be theirs to change.
+constexpr std::wstring_view folderAccess = L"D:P(A;OICI;FA;;;BA)(A;OICI;FA;;;SY)";
+constexpr std::wstring_view taskAccess = L"D:P(A;;FA;;;BA)(A;;FA;;;SY)";
+
+void setText(Variant& variant, std::wstring_view text) {
+    variant->bstrVal = SysAllocStringLen(text.data(), static_cast<UINT>(text.size()));
+    variant->vt = VT_BSTR;
+}
+
+bool isMissing(HRESULT result) { return result == notFound || result == pathNotFound; }
+
+std::wstring parentOf(const std::wstring& path) {
+    const auto separator = path.rfind(L'\\');
+    return separator == std::wstring::npos || separator == 0 ? std::wstring(rootFolder) : path.substr(0, separator);
+}
+
+ComPtr<ITaskFolder> createSubfolder(ITaskFolder& parent, std::wstring_view name) {
+    Variant access;
+    setText(access, folderAccess);
+    ComPtr<ITaskFolder> folder;
+    const HRESULT result = parent.CreateFolder(Bstr(name).get(), *access, folder.put());
+    if (FAILED(result)) checkHresult(result, toUtf8(formatText(L"Could not create subfolder \"%s\"", name)));
+    return folder;
+}
+
+// No folder when there is none of that path.
+ComPtr<ITaskFolder> findFolder(ITaskService& service, const std::wstring& path) {
+    ComPtr<ITaskFolder> folder;
+    const HRESULT result = service.GetFolder(Bstr(path).get(), folder.put());
+    if (isMissing(result)) return {};
+    checkHresult(result, "Cannot get task folder");
+    return folder;
+}
+
+} // namespace
+
+TaskScheduler::TaskScheduler() {
+    constexpr auto failure = "Could not connect to the task service";
+    checkHresult(CoCreateInstance(CLSID_TaskScheduler, nullptr, CLSCTX_INPROC_SERVER, __uuidof(ITaskService),
+                                  service_.putVoid()),
+                 failure);
+    Variant local;
+    checkHresult(service_->Connect(*local, *local, *local, *local), failure);
+}
+
+void TaskScheduler::create(const TaskDescription& description) const {
+    ComPtr<ITaskDefinition> definition;
+    checkHresult(service_->NewTask(0, definition.put()), "Could not create an empty task");
+    fillTaskDefinition(*definition.get(), description);
+    const auto folder = getOrCreateFolder(description.folderPath, 0);
+    Variant fromPrincipal;
+    Variant access;
+    setText(access, taskAccess);
+    ComPtr<IRegisteredTask> registered;
+    checkHresult(folder->RegisterTaskDefinition(Bstr(description.taskName).get(), definition.get(),
+                                                TASK_CREATE_OR_UPDATE, *fromPrincipal, *fromPrincipal,
+                                                TASK_LOGON_SERVICE_ACCOUNT, *access, registered.put()),
+                 "Could not register task");
+}
+
+bool TaskScheduler::exists(const std::wstring& folderPath, const std::wstring& taskName) const {
+    const auto folder = findFolder(*service_.get(), folderPath);
+    if (!folder) return false;
+    ComPtr<IRegisteredTask> task;
+    const HRESULT result = folder->GetTask(Bstr(taskName).get(), task.put());
+    if (isMissing(result)) return false;
+    if (FAILED(result)) checkHresult(result, toUtf8(formatText(L"Could not get task %s", taskName)));
+    return true;
+}
+
+void TaskScheduler::remove(const std::wstring& folderPath, const std::wstring& taskName) const {
+    ComPtr<ITaskFolder> folder;
+    checkHresult(service_->GetFolder(Bstr(folderPath).get(), folder.put()), "Cannot get task folder");
+    checkHresult(folder->DeleteTask(Bstr(taskName).get(), 0), "Could not delete task");
+}
+
+ComPtr<ITaskFolder> TaskScheduler::getOrCreateFolder(const std::wstring& path, unsigned depth) const {
+    if (depth >= depthLimit)
+        throwWin32("Folder path is too nested, cannot access folder", static_cast<std::uint32_t>(notFound));
+    ComPtr<ITaskFolder> folder;
+    const HRESULT result = service_->GetFolder(Bstr(path).get(), folder.put());
+    if (SUCCEEDED(result)) return folder;
+    if (result != notFound) checkHresult(result, "Cannot get task folder");
+    const auto parent = getOrCreateFolder(parentOf(path), depth + 1);
+    return createSubfolder(*parent.get(), std::wstring_view(path).substr(path.rfind(L'\\') + 1));
+}
+
+} // namespace win32
