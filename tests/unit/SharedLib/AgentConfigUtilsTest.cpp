@@ -1,0 +1,78 @@
+#include "SharedLib/AgentConfigUtils.h"
+#include "SharedLib/ConfigBackup.h"
+#include "Support.h"
+#include "libkelvane/JsonUtils.h"
+
+#include <gtest/gtest.h>
+
+namespace fs = std::filesystem;
+
+struct AgentConfig : testing::Test {
+    void write(const char* name, std::string_view content) { kelvane::FileUtilities::writeFile(dir / name, content); }
+    std::string errorOf(const auto& read) {
+        try {
+            read(folder.path);
+            return "";
+        } catch (const std::exception& error) {
+            return error.what();
+        }
+    }
+
+    const support::Folder folder{L"конфиг-of-tests"};
+    const fs::path& dir = folder.path;
+};
+
+TEST_F(AgentConfig, FieldErrorsNameTheField) {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        {R"({"_uid":"u","_vdi":true})", "", ""},
+        {"\xEF\xBB\xBF{\"_uid\":\"u\",\"_vdi\":false}", "", ""},
+        {R"({})", "_uid field does not exist", "_vdi field does not exist"},
+        {R"({"_uid":7,"_vdi":"true"})", "_uid field is not a string", "_vdi field is not a boolean"},
+        {R"(["_uid","_vdi"])", "_uid field does not exist", "_vdi field does not exist"},
+        {"null", "_uid field does not exist", "_vdi field does not exist"}};
+    for (const auto& [content, uidError, vdiError] : cases) {
+        write("AgentUid.json", content);
+        EXPECT_EQ(errorOf(kelvane::readAgentUid), uidError) << content;
+        EXPECT_EQ(errorOf(kelvane::readIsVdi), vdiError) << content;
+    }
+}
+
+TEST_F(AgentConfig, UnreadableFilesAreErrors) {
+    const auto file = (dir / "AgentUid.json").u8string();
+    const std::string path(file.begin(), file.end());
+    EXPECT_EQ(errorOf(kelvane::readAgentUid), "Json file \"" + path + "\" does not exist");
+    write("AgentUid.json", std::string(kelvane::JsonUtils::mostFileBytes + 1, ' '));
+    EXPECT_EQ(errorOf(kelvane::readAgentUid), "failed to open file: " + path + ". errno: 27");
+    fs::remove(dir / "AgentUid.json");
+    fs::create_directory(dir / "AgentUid.json");
+    EXPECT_EQ(errorOf(kelvane::readAgentUid), "failed to open file: " + path + ". errno: 13");
+    fs::remove(dir / "AgentUid.json");
+    for (const auto& text : {std::string(), std::string("{\"_uid\":\"a"), std::string("\xFF\xFE{"),
+                             std::string(5, '\0'), std::string(2'000'000, '[')}) {
+        write("AgentUid.json", text);
+        EXPECT_NE(errorOf(kelvane::readAgentUid), "") << text.substr(0, 20);
+    }
+}
+
+TEST_F(AgentConfig, PlaceholderServersHaveNoProxyAndUwfModeIsStated) {
+    const auto proxy = [&](const std::string& server, const std::string& site) {
+        write("UserConfig.json",
+              R"({"mgmtServer":")" + server + R"(","site":")" + site + R"(","proxy":"auto","site_key":"k"})");
+        return kelvane::readProxy(dir);
+    };
+    for (const auto* server : {"", "http://localhost", "HTTPS://0.0.0.0"})
+        EXPECT_FALSE(proxy(server, "s")) << server;
+    EXPECT_FALSE(proxy("https://a", ""));
+    for (const auto* server : {"https://a", "http://localhost/", "https://localhost"})
+        EXPECT_EQ(proxy(server, "s"), "auto") << server;
+    EXPECT_EQ(kelvane::readManagementSettings(dir).site, "s");
+    EXPECT_EQ(kelvane::readSiteKey(dir), "k");
+    write("UserConfig.json", R"({"mgmtServer":"https://a","site":"s"})");
+    EXPECT_EQ(errorOf(kelvane::readProxy), "proxy field does not exist");
+
+    EXPECT_FALSE(kelvane::readUwfMode(dir));
+    for (const auto& [content, mode] : {std::pair("{}", false), {R"({"uwfMode":true})", true}}) {
+        write("ReadOnlyConfig.json", content);
+        EXPECT_EQ(kelvane::readUwfMode(dir), mode);
+    }
+}
