@@ -1,8 +1,11 @@
 #pragma once
 
+#include "libwin32/Win32Error.h"
+
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <source_location>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -10,9 +13,18 @@
 
 namespace kelvane::bst {
 
-// The parser has dealt with its own output in quiet mode: usage, version or a failure that is not shown.
+// The parser has dealt with its own output in quiet mode: usage, version or a failure that is not shown. what() is the
+// failure's text.
 class HandledByCommandLineParserError : public std::runtime_error {
-    using std::runtime_error::runtime_error;
+public:
+    explicit HandledByCommandLineParserError(const std::string& text,
+                                             const win32::ErrorLocation& location = std::source_location::current())
+        : std::runtime_error(text), location_(location) {}
+
+    const win32::ErrorLocation& location() const { return location_; }
+
+private:
+    win32::ErrorLocation location_;
 };
 
 // One option of this run: its value (the default when it was not given) and whether it was given.
@@ -71,12 +83,12 @@ public:
     OstravelInstallerCmdLine(const OstravelInstallerCmdLine&) = delete;
     OstravelInstallerCmdLine& operator=(const OstravelInstallerCmdLine&) = delete;
 
-    // Parses GetCommandLineW. After usage, version or a failure has been printed on a console it returns, and the console
-    // window is there; in quiet mode it throws HandledByCommandLineParserError instead.
-    // Throws std::runtime_error "Cannot get command line arguments".
-    void parse();
+    // Parses GetCommandLineW. False after usage, version or a failure has been printed on a console, whose window is
+    // there then; in quiet mode it throws HandledByCommandLineParserError instead. Throws std::runtime_error "Cannot
+    // get command line arguments".
+    bool parse();
     // The same for given arguments, the program's own name first.
-    void parse(const std::vector<std::wstring>& arguments);
+    bool parse(const std::vector<std::wstring>& arguments);
 
     const Options& options() const { return options_; }
     const Options* operator->() const { return &options_; }
@@ -84,6 +96,8 @@ public:
     std::optional<std::wstring> getInstallerProperty(std::wstring_view name) const;
 
 private:
+    struct Parser;
+    std::unique_ptr<Parser> parser_;
     Options options_;
 };
 

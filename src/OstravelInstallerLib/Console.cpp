@@ -1,0 +1,103 @@
+#include "OstravelInstallerLib/Console.h"
+
+#include "OstravelInstallerLib/StandardStreams.h"
+#include "ProductLib/InstallerEvents.h"
+#include "libkelvane/UserLog.h"
+#include "libwin32/Handles.h"
+#include "libwin32/Text.h"
+#include "libwin32/Win32Error.h"
+
+#include <cstdio>
+
+namespace kelvane::bst {
+namespace {
+
+constexpr wchar_t caption[] = L"OstravelInstaller";
+
+void allocateConsole() {
+    if (AllocConsole()) return;
+    const DWORD code = GetLastError();
+    logEvent(LogLevel::Error, "CreateConsoleFailed");
+    win32::throwWin32("Could not allocate console", code);
+}
+
+void prepareConsole() {
+    if (!SetConsoleTitleW(caption)) {
+        userLog(LogLevel::Error, "SetConsoleTitle failed: " + win32::systemErrorText(GetLastError()));
+    }
+    SetConsoleOutputCP(CP_UTF8); // the command line parser's texts
+    bindStandardStreams();
+}
+
+// A service's window station exists, but nobody sees it.
+bool hasVisibleDesktop() {
+    USEROBJECTFLAGS flags{};
+    const HWINSTA station = GetProcessWindowStation();
+    return station && GetUserObjectInformationW(station, UOI_FLAGS, &flags, sizeof flags, nullptr) &&
+           (flags.dwFlags & WSF_VISIBLE) != 0;
+}
+
+[[noreturn]] void throwNoDesktop() {
+    logEvent(LogLevel::Error, "NoInteractiveDesktopPresent");
+    throw ConsoleEnvironmentError();
+}
+
+// The line with its end; line ends within it as Windows text has them.
+std::wstring asTextLines(std::wstring_view line) {
+    std::wstring text;
+    for (const wchar_t c : line) {
+        if (c == L'\n') text += L'\r';
+        text += c;
+    }
+    return text += L"\r\n";
+}
+
+} // namespace
+
+bool hasConsoleWindow() { return GetConsoleWindow() != nullptr; }
+
+void openConsole() {
+    if (hasConsoleWindow()) return;
+    allocateConsole();
+    prepareConsole();
+}
+
+void openInteractiveConsole() {
+    if (!hasVisibleDesktop()) throwNoDesktop();
+    if (hasConsoleWindow()) return;
+    try {
+        allocateConsole();
+    } catch (const win32::Win32Error&) {
+        throwNoDesktop();
+    }
+    prepareConsole();
+}
+
+void printLine(std::wstring_view line) noexcept {
+    try {
+        const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
+        if (!win32::HandleTraits::isValid(output)) return;
+        const auto text = asTextLines(line);
+        DWORD mode = 0;
+        DWORD written = 0;
+        if (GetConsoleMode(output, &mode)) {
+            WriteConsoleW(output, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+        } else {
+            const auto utf8 = win32::toUtf8(text);
+            WriteFile(output, utf8.data(), static_cast<DWORD>(utf8.size()), &written, nullptr);
+        }
+    } catch (const std::exception&) {
+        // Out of memory: the line is lost.
+    }
+}
+
+void waitForEnter() noexcept {
+    for (int c = std::getchar(); c != '\n' && c != EOF;)
+        c = std::getchar();
+}
+
+bool askYesNo(std::wstring_view question) {
+    return MessageBoxW(nullptr, std::wstring(question).c_str(), caption, MB_YESNO) == IDYES;
+}
+
+} // namespace kelvane::bst
