@@ -1,0 +1,70 @@
+// The console: its output is console.txt, its input stdin.txt of the run's folder (end of input where there is none).
+#include "hooks/Hooks.h"
+
+namespace host {
+namespace {
+
+const auto consoleWindow = reinterpret_cast<HWND>(0x10010);
+bool open = false;
+
+HANDLE openStream(bool input) {
+    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
+    const std::wstring scriptedInput = runFile(L"stdin.txt");
+    const bool hasInput = GetFileAttributesW(scriptedInput.c_str()) != INVALID_FILE_ATTRIBUTES;
+    const std::wstring path = !input ? runFile(L"console.txt") : hasInput ? scriptedInput : L"NUL";
+    return CreateFileW(path.c_str(), input ? GENERIC_READ : FILE_APPEND_DATA,
+                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, &inheritable,
+                       input ? OPEN_EXISTING : OPEN_ALWAYS, 0, nullptr);
+}
+
+BOOL openConsole(const wchar_t* call) {
+    Record("console").add("call", call);
+    if (open) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return FALSE;
+    }
+    open = true;
+    SetStdHandle(STD_INPUT_HANDLE, openStream(true));
+    SetStdHandle(STD_OUTPUT_HANDLE, openStream(false));
+    SetStdHandle(STD_ERROR_HANDLE, openStream(false));
+    return TRUE;
+}
+
+BOOL WINAPI allocConsole() { return openConsole(L"AllocConsole"); }
+
+// parent_console=yes: started from a command prompt.
+BOOL WINAPI attachConsole(DWORD) {
+    if (scripted(L"parent_console", L"no") == L"yes") return openConsole(L"AttachConsole");
+    SetLastError(ERROR_INVALID_HANDLE);
+    return FALSE;
+}
+
+BOOL WINAPI freeConsole() {
+    Record("console").add("call", L"FreeConsole");
+    return std::exchange(open, false);
+}
+
+HWND WINAPI window() { return open ? consoleWindow : nullptr; }
+
+BOOL WINAPI setTitle(LPCWSTR title) {
+    Record("console").add("call", L"SetConsoleTitle").add("title", title);
+    return open;
+}
+
+// desktop=no: the process runs where nobody sees a window.
+BOOL WINAPI objectInformation(HANDLE object, int index, PVOID buffer, DWORD size, LPDWORD needed) {
+    const BOOL done = GetUserObjectInformationW(object, index, buffer, size, needed);
+    if (done && index == UOI_FLAGS) {
+        const bool visible = scripted(L"desktop", L"yes") == L"yes";
+        static_cast<USEROBJECTFLAGS*>(buffer)->dwFlags = visible ? WSF_VISIBLE : 0;
+    }
+    return done;
+}
+
+const Registration hooks{REPLACE(AllocConsole, allocConsole), REPLACE(AttachConsole, attachConsole),
+                         REPLACE(FreeConsole, freeConsole),   REPLACE(GetConsoleWindow, window),
+                         REPLACE(SetConsoleTitleW, setTitle), REPLACE(GetUserObjectInformationW, objectInformation)};
+
+} // namespace
+
+} // namespace host

@@ -1,0 +1,113 @@
+// Failing calls: fail=FUNCTION:N:CODE[:TEXT], the Nth call (* for each), counted over the calls that have an argument
+// that contains TEXT. pause=FUNCTION:N[:TEXT] holds that call until the test writes the file "go".
+#include "hooks/Hooks.h"
+
+#include <msi.h>
+#include <wincred.h>
+#include <winhttp.h>
+
+#include <atomic>
+#include <deque>
+
+namespace host {
+namespace {
+
+struct Rule {
+    std::wstring function;
+    long long call; // 0: each
+    long long code;
+    std::wstring text;
+    bool pause;
+    std::atomic<long long> seen = 0;
+
+    // A text may hold colons: it is what remains.
+    Rule(const std::wstring& line, bool pauses) : pause(pauses) {
+        const auto parts = split(line, L':');
+        const std::size_t fixed = pauses ? 2 : 3;
+        function = parts.at(0);
+        call = parts.at(1) == L"*" ? 0 : number(parts.at(1));
+        code = pauses ? 0 : number(parts.at(2));
+        for (std::size_t i = fixed; i < parts.size(); ++i)
+            text += (i == fixed ? L"" : L":") + parts[i];
+    }
+};
+
+std::deque<Rule>& rules() {
+    static auto* all = [] {
+        auto* result = new std::deque<Rule>;
+        for (const auto& line : scripted(L"pause"))
+            result->emplace_back(line, true);
+        for (const auto& line : scripted(L"fail"))
+            result->emplace_back(line, false);
+        return result;
+    }();
+    return *all;
+}
+
+void waitForGo(const std::wstring& function) {
+    Record("paused").add("call", function);
+    while (GetFileAttributesW(runFile(L"go").c_str()) == INVALID_FILE_ATTRIBUTES)
+        Sleep(10);
+}
+
+bool matches(Rule& rule, std::wstring_view function, std::initializer_list<std::wstring_view> texts) {
+    if (rule.function != function) return false;
+    const auto holds = [&](std::wstring_view text) { return text.find(rule.text) != text.npos; };
+    if (!rule.text.empty() && std::ranges::none_of(texts, holds)) return false;
+    const long long seen = ++rule.seen;
+    return rule.call == 0 || rule.call == seen;
+}
+
+} // namespace
+
+std::optional<long long> injectedFault(std::string_view function, std::initializer_list<std::wstring_view> texts) {
+    std::optional<long long> code;
+    if (rules().empty()) return code;
+    const std::wstring name = fromUtf8(function);
+    for (Rule& rule : rules()) {
+        if (!matches(rule, name, texts)) continue;
+        if (rule.pause) {
+            waitForGo(name);
+        } else {
+            code = rule.code;
+        }
+    }
+    if (code) Record("fault").add("call", name).add("code", *code);
+    return code;
+}
+
+const Registration hooks{PASS(AddDllDirectory),
+                         PASS(AssignProcessToJobObject),
+                         PASS(CopyFileW),
+                         PASS(CreateDirectoryW),
+                         PASS(CreateFileW),
+                         PASS(CreateJobObjectW),
+                         PASS(CreateNamedPipeW),
+                         PASS(CredReadW),
+                         PASS(DeleteFileW),
+                         PASS(FindFirstFileW),
+                         PASS(FindNextFileW),
+                         PASS(FindResourceW),
+                         PASS(GetFileAttributesW),
+                         PASS(MoveFileExW),
+                         PASS(MsiEnumRelatedProductsW),
+                         PASS(MsiGetProductInfoW),
+                         PASS(MsiOpenPackageW),
+                         PASS(OpenProcessToken),
+                         PASS(ReadFile),
+                         PASS(RegCreateKeyExW),
+                         PASS(RegDeleteValueW),
+                         PASS(RegEnumKeyExW),
+                         PASS(RegOpenKeyExW),
+                         PASS(RegQueryValueExW),
+                         PASS(RegSetValueExW),
+                         PASS(ReleaseMutex),
+                         PASS(RemoveDirectoryW),
+                         PASS(ResumeThread),
+                         PASS(SetDefaultDllDirectories),
+                         PASS(SetFileAttributesW),
+                         PASS(SetInformationJobObject),
+                         PASS(WinHttpOpen),
+                         PASS(WriteFile)};
+
+} // namespace host

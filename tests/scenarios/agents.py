@@ -1,0 +1,62 @@
+"""An endpoint with an installed agent, and what every run against it must come to."""
+
+import json
+
+TEMP = r"C:\windows\Temp"
+VERSION = "23.3.3.264"
+PROPERTIES_KEY = r"HKLM\SOFTWARE\Ostravel\SampleProperties"  # what the sample package was given
+SITE_KEY, AGENT_UID = "c2FtcGxlLXNpdGUta2V5", "5a3c1e0f9b7d4286a1f0c3e5d7b98642"
+STATELESS = ("-q", "--stateless_upgrade", "1")
+SERVER = {"mgmtServer": "", "site": "sample-site", "site_key": SITE_KEY, "proxy": ""}  # no server: no waits for one
+HUNG = {"monitor": "running", "port": "0x80070002"}
+
+TESTING = ("Running tests to see if the upgrade will succeed.",)
+UPGRADING = (*TESTING, "All tests succeeded.", "Upgrading the Agent.")
+UPGRADED = (*UPGRADING, "Upgrade completed successfully.")
+SAME = (*TESTING, "The same or a newer version of the Agent is already installed.")
+CLEANING = ("Attempting to uninstall the current Agent before installing a newer version.", "Uninstalling the current Agent.")
+CLEANED = (*CLEANING, "Kelvane Agent seems healthy. Old directories cleaning completed successfully.")
+NOT_CLEANED = (*CLEANING, "OstravelInstaller failed to uninstall the Agent.")
+REBOOT_FIRST = (*CLEANING, "The uninstallation completed successfully. A reboot is required before re-installation.")
+STUCK = ("KelvaneMonitor is stuck.", "Reboot is required before running OstravelInstaller.")
+NO_TOKEN = ("Site token is missing. Terminating.",)
+NO_UID = ("Failed retrieving the Agent UUID. Terminating.",)
+NO_BACKUP = ("Could not backup the old configuration directory.",)
+UNEXPECTED = ("An unexpected error occurred.",)
+
+
+def config(version=VERSION):
+    return rf"C:\Program Files\Ostravel\Kelvane Agent {version}\config"
+
+
+def install(endpoint, version=VERSION, **files):
+    """The agent of a version, with these files of its configuration in place of its own."""
+    endpoint.install_agent(version)
+    for name, content in ({"UserConfig": SERVER} | files).items():
+        endpoint.put(rf"{config(version)}\{name}.json", content if isinstance(content, str) else json.dumps(content))
+
+
+def left(endpoint, start):
+    """What lies in the system's temporary directory under a name that begins so."""
+    return [place for place in endpoint.unix(TEMP).iterdir() if place.name.startswith(start)]
+
+
+def result_file(endpoint, name="SC-exit-code.txt"):
+    return endpoint.unix(rf"{TEMP}\{name}").read_text()
+
+
+def finished(endpoint, run, code, lines, result="SC-exit-code.txt"):
+    """Every ending: result, printed lines, exit-code file, working directory gone, lock released."""
+    if run.console is not None:
+        epilogue = [] if run.reboots else [f"OstravelInstaller finished with code: {code}", "Press Enter to exit."]
+        lines = [f"OstravelInstaller {VERSION}", *lines, *epilogue]
+    assert (run.code, (run.console or run.printed).splitlines()) == (code, list(lines))
+    assert result_file(endpoint, result) == str(code)
+    assert "StuckMonitorError" in run.event_names or not left(endpoint, "OstravelInstaller_")  # a hung child keeps it in use
+    assert run.reboots or (run.event_names[-1], run.events[-1]["fields"]) == ("OstravelInstaller Done", {"ExitCode": code})
+    return run
+
+
+def check(endpoint, arguments, code, lines, cleaner="exit=5 clean=0", **options):
+    endpoint.put(TEMP + r"\cleaner.script", cleaner)
+    return finished(endpoint, endpoint.run(*arguments, **{"time_scale": 1000} | options), code, lines)

@@ -1,0 +1,32 @@
+"""The executable with another payload archive in it."""
+
+import io
+import struct
+import zipfile
+import zlib
+
+from harness import BUILD
+
+PARTS = {place.name: place.read_bytes() for place in sorted((BUILD / "payload").iterdir())}
+
+
+def archive(parts):
+    packed = io.BytesIO()
+    with zipfile.ZipFile(packed, "w", zipfile.ZIP_DEFLATED, compresslevel=9) as file:
+        for name, content in parts.items():
+            file.writestr(name, content)
+    return packed.getvalue()
+
+
+def executable(payload):
+    """Puts the archive in place of the built one, which must be longer, and its size into the resource directory."""
+    built, program = (BUILD / "payload.zip").read_bytes(), (BUILD / "OstravelInstaller.exe").read_bytes()
+    assert len(payload) <= len(built) and program.count(built) == 1
+    size_and_code_page = struct.pack("<II", len(built), 0)
+    assert program.count(size_and_code_page) == 1
+    program = program.replace(built, payload.ljust(len(built), b"\0"))
+    return program.replace(size_and_code_page, struct.pack("<II", len(payload), 0))
+
+
+def checksum(content):
+    return struct.pack("<I", zlib.crc32(content))
