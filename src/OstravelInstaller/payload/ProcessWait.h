@@ -21,7 +21,8 @@ public:
 using ProcessWait = std::function<void(HANDLE process)>;
 
 // Starts the command line, waits through `wait`, returns the exit code. Throws Win32Error and what `wait` throws.
-std::uint32_t executeProcess(const std::wstring& commandLine, const ProcessWait& wait, const StartOptions& options = {});
+std::uint32_t executeProcess(const std::wstring& commandLine, const ProcessWait& wait,
+                             const StartOptions& options = {});
 
 // Waits without limit. Throws Win32Error.
 void waitForProcess(HANDLE process);
@@ -31,8 +32,11 @@ struct MonitorChecks {
     std::function<bool()> serviceHung;
     std::function<bool()> portHung;
 };
-// A wait in slices of 10 minutes; throws StuckMonitorError when the monitor is found hung at two marks in a row, Win32Error
-// when the wait fails. A healthy monitor lets it wait without limit.
-ProcessWait stuckMonitorWait(MonitorChecks checks);
+inline constexpr std::uint32_t monitorMarkMs = 600'000; // 10 minutes
+
+// A wait that checks the monitor every `markMs`, its service first, its port only when the service looks hung. Throws
+// StuckMonitorError when the monitor is found hung at two marks in a row, Win32Error when the wait fails. A healthy
+// monitor lets it wait without limit.
+ProcessWait stuckMonitorWait(MonitorChecks checks, std::uint32_t markMs = monitorMarkMs);
 
 } // namespace kelvane::bst

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "OstravelInstaller/reporting/TelemetryKeys.h"
+
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -17,26 +19,29 @@ enum class InstallationPhaseType {
     Complete = 100,
 };
 
-// The run's telemetry record: a flat map from key to text. Values are cut to 150 UTF-16 code units when they are stored.
+// The phase's name; "Unknown InstallationPhaseType" for a number that is no phase.
+std::wstring_view phaseName(InstallationPhaseType phase);
+
+// The run's telemetry record: a flat map from key to text. Values are cut to 150 UTF-16 code units when they are
+// stored, so that the record stays small enough to be sent at every phase change.
 class TelemetryMetaData {
 public:
+    using Entries = std::unordered_map<std::wstring, std::wstring>;
+
     void SetValue(std::wstring_view key, std::wstring_view value);
     // UTF-8; text that does not convert is stored as the empty string.
     void SetValueUtf8(std::wstring_view key, std::string_view value);
+    void SetInstallationPhase(InstallationPhaseType phase);
     // Throws std::out_of_range "invalid unordered_map<K, T> key" for an absent key.
     std::wstring GetValue(std::wstring_view key) const;
+    bool empty() const { return values_.empty(); }
+    const Entries& entries() const { return values_; }
+
+    // "TelemetryMetaData = {", one line "    {KEY : VALUE}" per entry, "}".
+    std::wstring ToLogText() const;
 
 private:
-    std::unordered_map<std::wstring, std::wstring> values_;
+    Entries values_;
 };
-
-// The record's keys.
-namespace TelemetryKey {
-inline constexpr std::wstring_view installationId = L"installationId";
-inline constexpr std::wstring_view installationResult = L"installationResult";
-inline constexpr std::wstring_view installerResult = L"installerResult";
-inline constexpr std::wstring_view installerReturnCode = L"installerReturnCode";
-inline constexpr std::wstring_view msiExitCode = L"msiExitCode";
-} // namespace TelemetryKey
 
 } // namespace kelvane::bst

@@ -6,8 +6,8 @@
 namespace kelvane::bst {
 
 // The outcome of a run: also the exit code of the process.
-// Below 100 success; 100-199 success that needs a reboot; 200-299 endings that are no failure; 1000-1999 not done because of
-// the state of the machine; 2000-2999 failure.
+// Below 100 success; 100-199 success that needs a reboot; 200-299 endings that are no failure; 1000-1999 not done
+// because of the state of the machine; 2000-2999 failure.
 enum class InstallerResult : std::uint32_t {
     Success = 0,
     UpgradeCompleted = 12,
@@ -53,9 +53,11 @@ constexpr bool between(InstallerResult result, std::uint32_t low, std::uint32_t 
 constexpr bool isSuccess(InstallerResult result) { return code(result) < 100; }
 constexpr bool requiresReboot(InstallerResult result) { return between(result, 100, 199); }
 
-// The success flag of the telemetry record: "0" for 2000 to 2999, else "1".
-constexpr std::wstring_view toTelemetryResult(InstallerResult result) {
-    return between(result, 2000, 2999) ? L"0" : L"1";
-}
+// The success flag of the telemetry record.
+enum class SuccessFlag { Failure = 0, Success = 1 };
+// "0" or "1". Throws std::invalid_argument "Unknown InstallerResult" for any other value.
+std::wstring_view successFlagText(SuccessFlag flag);
+// "0" for 2000 to 2999, else "1".
+std::wstring_view toTelemetryResult(InstallerResult result);
 
 } // namespace kelvane::bst

@@ -1,17 +1,39 @@
 #include "OstravelInstaller/run/ReinstallReason.h"
 
+#include <algorithm>
 #include <array>
-#include <cstddef>
 
 namespace kelvane::bst {
+namespace {
+
+struct ReasonName {
+    ReinstallReason reason;
+    std::wstring_view name;
+};
+
+constexpr std::array reasonNames{
+    ReasonName{ReinstallReason::NoInitialInstallation, L"NoInitialInstallation"},
+    ReasonName{ReinstallReason::HealthCheck, L"HealthCheck"},
+    ReasonName{ReinstallReason::OldAgent, L"OldAgent"},
+    ReasonName{ReinstallReason::CouldNotDetermineInstalledVersion, L"CouldNotDetermineInstalledVersion"},
+    ReasonName{ReinstallReason::InstallerExecutionFailed, L"InstallerExecutionFailed"},
+    ReasonName{ReinstallReason::StuckMonitor, L"StuckMonitor"},
+    ReasonName{ReinstallReason::PreventMonitorUnload, L"PreventMonitorUnload"},
+    ReasonName{ReinstallReason::BaseAgentInstallerUntrusted, L"BaseAgentInstallerUntrusted"},
+    ReasonName{ReinstallReason::SameAgentAlreadyInstalled, L"SameAgentAlreadyInstalled"},
+    ReasonName{ReinstallReason::NewerAgentAlreadyInstalled, L"NewerAgentAlreadyInstalled"},
+    ReasonName{ReinstallReason::NoReason, L"NoReason"},
+};
+
+} // namespace
 
 std::wstring_view reinstallReasonName(ReinstallReason reason) {
-    static constexpr std::array<std::wstring_view, 10> names{
-        L"NoInitialInstallation",       L"HealthCheck",          L"OldAgent", L"CouldNotDetermineInstalledVersion",
-        L"InstallerExecutionFailed",    L"StuckMonitor",         L"PreventMonitorUnload",
-        L"BaseAgentInstallerUntrusted", L"SameAgentAlreadyInstalled", L"NewerAgentAlreadyInstalled"};
-    const auto index = static_cast<std::size_t>(reason);
-    return index < names.size() ? names[index] : L"NoReason";
+    return std::ranges::find(reasonNames, reason, &ReasonName::reason)->name;
+}
+
+std::optional<ReinstallReason> reinstallReasonOfName(std::wstring_view name) {
+    const auto row = std::ranges::find(reasonNames, name, &ReasonName::name);
+    return row == reasonNames.end() ? std::nullopt : std::optional(row->reason);
 }
 
 } // namespace kelvane::bst

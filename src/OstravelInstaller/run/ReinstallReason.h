@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string_view>
 
 namespace kelvane::bst {
@@ -21,5 +22,7 @@ enum class ReinstallReason {
 
 // The reason's name, as handed to the package and the continuation, and recorded in telemetry.
 std::wstring_view reinstallReasonName(ReinstallReason reason);
+// Nothing for a text that names none.
+std::optional<ReinstallReason> reinstallReasonOfName(std::wstring_view name);
 
 } // namespace kelvane::bst

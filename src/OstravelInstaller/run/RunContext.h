@@ -5,9 +5,11 @@
 #include "OstravelInstaller/run/InstallerResult.h"
 #include "OstravelInstaller/run/ReinstallReason.h"
 #include "OstravelInstallerLib/CommandLineUtils.h"
-#include "SharedLib/InstalledAgent.h"
+#include "SharedLib/AgentConfigUtils.h"
 
 #include <cstdint>
+#include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -19,6 +21,8 @@ struct RunContext {
 
     const OstravelInstallerCmdLine& cmdLine;
     TelemetryMetaData telemetry;
+    std::filesystem::path logFile;
+    std::function<bool()> flushLog; // what the log holds so far is in the file when it returns true
 
     std::wstring tempDir; // the working directory
     bool tempDirCreated = false;
@@ -26,16 +30,18 @@ struct RunContext {
     PayloadPackage payload;
 
     InstalledAgentInfo installedAgent;
-    std::optional<std::string> installedSiteToken; // the enrolment token of the installed agent, opaque
-    std::optional<std::string> agentUid;           // the installed agent's identifier
+    std::optional<std::string> installedSiteToken;        // the enrolment token of the installed agent, opaque
+    std::optional<std::string> agentUid;                  // the installed agent's identifier
+    std::optional<ManagementSettings> managementSettings; // the installed agent's, as last read
+    std::optional<std::string> agentProxy;                // the installed agent's, as last read
     bool isVdi = false;
     std::wstring installationId;
     std::wstring diagUid;
-    std::wstring msiArguments; // what the package is given; every property added has a leading blank
+    std::wstring msiArguments;               // what the package is given; every property added has a leading blank
+    std::optional<std::string> extraMsiText; // further properties for the package, passed on as they stand
 
     std::optional<ReinstallReason> reinstallReason;
     bool downgradeDetected = false;
-    bool healthCheckPassed = false;
     bool installationDone = false;
     std::optional<std::uint32_t> packageExitCode; // of the last package run
     std::optional<std::uint32_t> cleanerExitCode;

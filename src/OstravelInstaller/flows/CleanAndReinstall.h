@@ -1,0 +1,15 @@
+#pragma once
+
+#include "OstravelInstaller/payload/RebootContinuation.h"
+#include "OstravelInstaller/run/RunContext.h"
+
+namespace kelvane::bst {
+
+// Removes the installed agent with the cleaner and installs the new one, in this run or across a reboot.
+// `afterInitialInstallation`: a first installation has just been refused.
+InstallerResult cleanAndReinstall(RunContext& context, PostRebootAction stage, bool afterInitialInstallation);
+
+// Runs the package on a machine that has been cleaned.
+InstallerResult installNewAgent(RunContext& context);
+
+} // namespace kelvane::bst

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "OstravelInstaller/payload/RebootContinuation.h"
+#include "OstravelInstaller/run/RunContext.h"
+
+#include <optional>
+
+namespace kelvane::bst {
+
+struct CleaningResult {
+    std::optional<InstallerResult> ending; // the run ends here, with this result
+    bool needsReboot = false;              // the new agent can be installed only after a reboot
+};
+
+// Checks the machine, runs the cleaner and says how the run goes on.
+CleaningResult runCleaningStage(RunContext& context, PostRebootAction stage);
+
+} // namespace kelvane::bst

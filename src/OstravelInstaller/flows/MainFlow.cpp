@@ -1,0 +1,100 @@
+#include "OstravelInstaller/flows/MainFlow.h"
+
+#include "OstravelInstaller/flows/CleanAndReinstall.h"
+#include "OstravelInstaller/flows/PreserveConfiguration.h"
+#include "OstravelInstaller/flows/Progress.h"
+#include "OstravelInstaller/flows/Upgrade.h"
+#include "OstravelInstaller/payload/ContinuationFolder.h"
+#include "OstravelInstaller/payload/RebootContinuation.h"
+#include "OstravelInstaller/run/Messages.h"
+#include "OstravelInstaller/run/ProgramVersion.h"
+#include "OstravelInstallerLib/Console.h"
+#include "ProductLib/InstallerEvents.h"
+#include "ProductLib/MonitorStatus.h"
+#include "SharedLib/ConfigBackup.h"
+
+#include <format>
+
+namespace kelvane::bst {
+namespace {
+
+void greet(const Options& options) {
+    if (options.quiet()) return;
+    openInteractiveConsole();
+    printLine(std::format(L"OstravelInstaller {}", programVersion));
+}
+
+void forgetEarlierRuns(const Options& options) {
+    deleteContinuationTask();
+    if (options.afterReboot()) {
+        cleanUpContinuation();
+    } else {
+        removeConfigBackup();
+    }
+}
+
+bool siteTokenMissing(const RunContext& context) {
+    const Options& options = context.cmdLine.options();
+    if (context.siteToken()) return false;
+    return !(options.clean_only.value && options.diagnostics_site_token.given);
+}
+
+// Without its identifier a stateless run would give the machine a new agent identity unasked.
+bool agentUidMissing(const RunContext& context) {
+    const Options& options = context.cmdLine.options();
+    return !context.agentUid && options.stateless() && !options.clean_only.value &&
+           !options.dont_preserve_agent_uid.value && !options.dont_fail_on_config_preserving_failures.value;
+}
+
+bool declined(const Options& options) {
+    const bool unattended =
+        options.quiet() || options.clean_only.value || options.afterReboot() || options.diagnostics_only.value;
+    return !unattended && !askYesNo(messages::askUpgrade);
+}
+
+InstallerResult chooseWay(RunContext& context) {
+    const Options& options = context.cmdLine.options();
+    if (options.afterReboot()) return cleanAndReinstall(context, decodePostRebootAction(options.r.value), false);
+    if (options.stateless() && !options.clean_only.value) {
+        const InstallerResult result = upgrade(context);
+        if (result != InstallerResult::FallBackToReinstall) return result;
+        return cleanAndReinstall(context, PostRebootAction::None, false);
+    }
+    return cleanAndReinstall(context, PostRebootAction::CleanAndInstall, false);
+}
+
+} // namespace
+
+InstallerResult runMain(RunContext& context) {
+    const Options& options = context.cmdLine.options();
+    greet(options);
+    forgetEarlierRuns(options);
+    if (siteTokenMissing(context)) {
+        logEvent(LogLevel::Error, "MissingSiteToken");
+        return endWith(messages::siteTokenMissing, InstallerResult::SiteTokenMissing);
+    }
+    if (agentUidMissing(context)) {
+        logEvent(LogLevel::Error, "FailedRetrievingAgentUid");
+        return endWith(messages::agentUidMissing, InstallerResult::AgentUidMissing);
+    }
+    if (!preserveConfiguration(context)) return endWith(messages::backupFailed, InstallerResult::BackupFailed);
+    completeProxyProperty(context);
+    if (declined(options)) return InstallerResult::UserDeclined;
+    if (isMonitorStuck()) return handleStuckMonitor(context);
+    return chooseWay(context);
+}
+
+InstallerResult handleStuckMonitor(RunContext& context) {
+    const Options& options = context.cmdLine.options();
+    if (options.afterReboot()) {
+        logEvent(LogLevel::Error, "KelvaneMonitorIsStuckOnUnloadAfterReboot");
+        return endWith(messages::monitorStuckAfterReboot, InstallerResult::MonitorStuck);
+    }
+    logEvent(LogLevel::Error, "KelvaneMonitorIsStuckOnUnload");
+    printLine(messages::monitorStuck);
+    printLine(messages::rebootBeforeRunning);
+    if (options.clean_only.value) return InstallerResult::MonitorStuck;
+    return continueAfterReboot(context, PostRebootAction::CleanAndInstall, InstallerResult::MonitorStuck);
+}
+
+} // namespace kelvane::bst

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "OstravelInstaller/payload/RebootContinuation.h"
+#include "OstravelInstaller/run/RunContext.h"
+
+#include <string_view>
+
+// What every flow does on its way: telling how far it is, why it goes where it goes, and that it goes on after a
+// reboot.
+namespace kelvane::bst {
+
+// The run enters a phase: recorded, and reported with the telemetry record alone.
+void enterPhase(RunContext& context, InstallationPhaseType phase, std::wstring_view step);
+
+// Remembers why this run goes to clean and reinstall, for the package, the continuation and the telemetry record.
+void recordReinstallReason(RunContext& context, ReinstallReason reason);
+
+// Schedules this program to go on after a reboot: RebootRequired, or `otherwise` when it cannot be scheduled.
+// Throws std::runtime_error when the program cannot be copied.
+InstallerResult continueAfterReboot(RunContext& context, PostRebootAction action, InstallerResult otherwise);
+
+// After an installation: where the run was not told where to report, the agent's files know it now.
+void learnEnrolment(RunContext& context);
+
+// How most ways of a flow end: one line for the person at the machine, and the result.
+InstallerResult endWith(std::wstring_view line, InstallerResult result);
+
+// Prints why Windows Installer did not start the package, where the result tells.
+void printPackageRefusal(InstallerResult result);
+
+} // namespace kelvane::bst

@@ -1,0 +1,72 @@
+#include "OstravelInstaller/run/Dispatcher.h"
+
+#include "OstravelInstaller/flows/CleanAndReinstall.h"
+#include "OstravelInstaller/flows/Diagnostics.h"
+#include "OstravelInstaller/flows/InitialInstallation.h"
+#include "OstravelInstaller/flows/MainFlow.h"
+#include "OstravelInstaller/payload/ContinuationFolder.h"
+#include "OstravelInstaller/payload/ExitCodeFile.h"
+#include "OstravelInstaller/payload/MsiInstallation.h"
+#include "OstravelInstaller/payload/PackageExit.h"
+#include "OstravelInstaller/payload/RebootContinuation.h"
+#include "OstravelInstaller/run/Messages.h"
+#include "OstravelInstallerLib/Console.h"
+#include "ProductLib/InstallerEvents.h"
+
+namespace kelvane::bst {
+namespace {
+
+// An outside tool must not take the result of an earlier run for this one's.
+void forgetEarlierResult(const RunContext& context) {
+    try {
+        removeExitCodeFile(context.cmdLine->afterReboot());
+    } catch (const std::exception&) {
+        // The file is overwritten at the end of the run in any case.
+    }
+}
+
+bool agentPresent(const RunContext& context) {
+    return context.installedAgent.versionFound || anyRelatedProduct() || agentServiceExists();
+}
+
+InstallerResult installOnCleanMachine(RunContext& context) {
+    const InstallerResult result = runInitialInstallation(context);
+    if (isSuccess(result)) return result;
+    if (!context.cmdLine->quiet()) {
+        logEvent(LogLevel::Error, "ReinstallInUiModeUnsupported");
+        return result;
+    }
+    // A package that did not run has said nothing: the registry may hold an earlier one's reason.
+    if (!context.packageExitCode || readMsiFailureReason() != MsiFailureReason::multipleRelatedProducts) return result;
+    logEvent(LogLevel::Verbose, "ReinstallingDueToMultipleRelatedProducts");
+    return cleanAndReinstall(context, PostRebootAction::CleanAndInstall, true);
+}
+
+} // namespace
+
+InstallerResult dispatch(RunContext& context) {
+    const Options& options = context.cmdLine.options();
+    forgetEarlierResult(context);
+    const PostRebootAction stage = decodePostRebootAction(options.r.value);
+    if (checkPendingReboot(context)) return InstallerResult::AlreadyPendingReboot;
+    if (!isContinuationScheduled()) removeStaleCopies();
+    context.payload.extract(context.tempDir);
+    if (options.diagnostics_only.value) return runDiagnosticsOnly(context);
+    if (options.diagnostics.value) takeDiagnostics(context);
+
+    const bool initial = stage == PostRebootAction::None && !options.clean_only.value && !agentPresent(context);
+    return initial ? installOnCleanMachine(context) : runMain(context);
+}
+
+bool checkPendingReboot(RunContext& context) {
+    const Options& options = context.cmdLine.options();
+    if (options.afterReboot() || options.ignore_pending_reboot_request.value || options.diagnostics_only.value) {
+        return false;
+    }
+    if (!isContinuationScheduled()) return false;
+    logEvent(LogLevel::Verbose, "OstravelInstallerIsAlreadyPendingForReboot");
+    printLine(messages::alreadyRequiresReboot);
+    return true;
+}
+
+} // namespace kelvane::bst

@@ -1,0 +1,67 @@
+#include "OstravelInstaller/run/FinishRun.h"
+
+#include "OstravelInstaller/payload/ExitCodeFile.h"
+#include "OstravelInstaller/payload/Reboot.h"
+#include "OstravelInstaller/reporting/PhaseReport.h"
+#include "OstravelInstaller/run/Messages.h"
+#include "OstravelInstallerLib/Console.h"
+#include "ProductLib/InstallerEvents.h"
+#include "libkelvane/FileUtilities.h"
+
+namespace kelvane::bst {
+namespace {
+
+void removeWorkingDirectory(RunContext& context) {
+    context.payload.clear();
+    if (context.tempDirCreated && !context.tempDirIsFallback) {
+        FileUtilities::deleteDirectoryNoThrow(context.tempDir);
+    }
+}
+
+void recordResult(RunContext& context) {
+    context.telemetry.SetValue(TelemetryKey::installerReturnCode, std::to_wstring(code(context.result)));
+    context.telemetry.SetValue(TelemetryKey::installerResult, toTelemetryResult(context.result));
+}
+
+// Without a failure nobody reads the log, unless it was asked for.
+bool recordSuffices(const RunContext& context) {
+    return (isSuccess(context.result) || between(context.result, 200, 299)) && !context.forceLogUpload;
+}
+
+// Nobody is there to answer in these runs.
+bool mayAsk(const Options& options) {
+    return !options.quiet() && !options.clean_only.value && !options.r.given && !options.diagnostics_only.value;
+}
+
+void offerReboot(RunContext& context, std::wstring_view question) {
+    const Options& options = context.cmdLine.options();
+    if (!options.reboot_on_need.value && !(mayAsk(options) && askYesNo(question))) return;
+    context.flushLog();
+    reboot(code(context.result));
+}
+
+void finish(RunContext& context) {
+    removeWorkingDirectory(context);
+    writeExitCodeFile(context.cmdLine->afterReboot(), static_cast<std::int32_t>(code(context.result)));
+    recordResult(context);
+    if (requiresReboot(context.result)) {
+        ReportPhase(context, InstallationPhaseType::WaitingForReboot, false);
+        SendStatusToMgmt(context);
+        offerReboot(context, messages::askReboot);
+        return;
+    }
+    ReportPhase(context, InstallationPhaseType::Complete, recordSuffices(context));
+    if (context.dynamicMonitoringRebootAdvised) offerReboot(context, messages::askRebootForMonitoring);
+}
+
+} // namespace
+
+void finishRun(RunContext& context) noexcept {
+    try {
+        finish(context);
+    } catch (const std::exception& error) {
+        logEvent(LogLevel::Error, "FinishRunFailed", {{"ErrorMsg", error.what()}});
+    }
+}
+
+} // namespace kelvane::bst

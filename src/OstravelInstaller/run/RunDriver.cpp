@@ -1,0 +1,120 @@
+#include "OstravelInstaller/run/RunDriver.h"
+
+#include "OstravelInstaller/reporting/Log.h"
+#include "OstravelInstaller/run/ContextBuilder.h"
+#include "OstravelInstaller/run/Dispatcher.h"
+#include "OstravelInstaller/run/FinishRun.h"
+#include "OstravelInstaller/run/Messages.h"
+#include "OstravelInstaller/run/ProgramVersion.h"
+#include "OstravelInstallerLib/CommandLineUtils.h"
+#include "OstravelInstallerLib/Console.h"
+#include "OstravelInstallerLib/InstanceMutex.h"
+#include "ProductLib/InstallerEvents.h"
+#include "libkelvane/PathUtils.h"
+#include "libkelvane/UserLog.h"
+#include "libwin32/Win32Error.h"
+
+#include <windows.h>
+
+namespace kelvane::bst {
+namespace {
+
+constexpr const wchar_t* boundaryName = L"OstravelInstallerBoundary";
+constexpr const wchar_t* mutexName = L"OstravelInstallerMutex";
+constexpr DWORD lockWaitMs = 10000;
+
+InstallerResult unexpected(const char* event, TraceFields fields) {
+    logEvent(LogLevel::Error, event, fields);
+    printLine(messages::unexpectedError);
+    return InstallerResult::UnexpectedError;
+}
+
+// Calls the dispatcher and turns exceptions into results.
+InstallerResult runGuarded(RunContext& context) {
+    const auto failed = [&context](const char* event, const std::exception& error) {
+        context.telemetry.SetValueUtf8(TelemetryKey::errorString, error.what());
+        return unexpected(event, {{"ErrorMsg", error.what()}});
+    };
+    try {
+        return dispatch(context);
+    } catch (const ConsoleEnvironmentError& error) {
+        logEvent(LogLevel::Error, "OstravelInstallerEnvironmentError", {{"ErrorMsg", error.what()}});
+        return InstallerResult::DesktopRequired;
+    } catch (const std::runtime_error& error) {
+        return failed("RunFailedWithRunTimeError", error);
+    } catch (const std::exception& error) {
+        return failed("RunFailed", error);
+    } catch (...) {
+        return unexpected("RunFailed", {});
+    }
+}
+
+InstallerResult parseAndRun(Log& log) {
+    OstravelInstallerCmdLine cmdLine;
+    if (!cmdLine.parse() || hasConsoleWindow()) {
+        logEvent(LogLevel::Verbose, "OstravelInstallerOutputHandlerExecuted");
+        return InstallerResult::UsageShown;
+    }
+    RunContext context(cmdLine);
+    context.logFile = log.path();
+    context.flushLog = [&log] { return log.FlushLog(); };
+    buildRunContext(context);
+    context.result = runGuarded(context);
+    logEvent(LogLevel::Verbose, "OstravelInstallerExitCode", {{"ExitCode", code(context.result)}});
+    finishRun(context);
+    return context.result;
+}
+
+InstallerResult run(Log& log) noexcept {
+    try {
+        return parseAndRun(log);
+    } catch (const HandledByCommandLineParserError&) {
+        logEvent(LogLevel::Verbose, "OstravelInstallerOutputHandlerExecutedInQuietMode");
+        return InstallerResult::UsageShown;
+    } catch (const ConsoleEnvironmentError&) {
+        logEvent(LogLevel::Error, "OstravelInstallerConsoleEnvironmentError");
+        return InstallerResult::DesktopRequired;
+    } catch (const std::runtime_error& error) {
+        return unexpected("OstravelInstallerFailedWithRunTimeError", {{"ErrorMsg", error.what()}});
+    } catch (const std::exception& error) {
+        return unexpected("OstravelInstallerFailed", {{"ErrorMsg", error.what()}});
+    } catch (...) {
+        return unexpected("OstravelInstallerFailed", {});
+    }
+}
+
+void runUnderLock(Log& log, InstallerResult& result) {
+    InstanceMutex lock(boundaryName, mutexName);
+    if (!lock.wait(lockWaitMs)) {
+        logEvent(LogLevel::Verbose, "AnotherInstanceAlreadyRunning");
+        result = InstallerResult::AnotherInstance;
+        return;
+    }
+    result = run(log);
+    lock.release();
+}
+
+} // namespace
+
+InstallerResult runOstravelInstaller() {
+    const UserLog userLog;
+    Log log(PathUtils::windowsTemp());
+    const wchar_t* commandLine = GetCommandLineW();
+    logEvent(LogLevel::Verbose, "Hello From OstravelInstaller!",
+             {{"Version", programVersion}, {"CommandLine", commandLine ? commandLine : L""}});
+
+    InstallerResult result = InstallerResult::UnexpectedError;
+    try {
+        runUnderLock(log, result);
+    } catch (const win32::Win32Error& error) {
+        logEvent(LogLevel::Error, "runOstravelInstaller", {{"Value", error.code()}, {"What", error.what()}});
+        printLine(messages::unexpectedError);
+    } catch (...) {
+        logEvent(LogLevel::Error, "runOstravelInstaller", {{"What", "UnknownException"}});
+        printLine(messages::unexpectedError);
+    }
+    logEvent(LogLevel::Verbose, "OstravelInstaller Done", {{"ExitCode", code(result)}});
+    return result;
+}
+
+} // namespace kelvane::bst

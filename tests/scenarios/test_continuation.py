@@ -1,0 +1,126 @@
+"""Runs that go on after a reboot."""
+
+import pytest
+
+from agents import *
+
+TASK = "Ostravel\\OstravelInstaller"
+AGAIN = "--ignore_pending_reboot_request"
+ASK_REBOOT = "OstravelInstaller requires a reboot. Would you like to reboot now?"
+PENDING = ["OstravelInstaller already requires a reboot.", "OstravelInstaller will begin running automatically after a reboot."]
+DIAGNOSTICS = ["Taking diagnostics. This may take a few minutes."]
+INSTALLING = ["Installing the new Agent."]
+OPTIONS = ["--INSTALLATION_ID", "the-id", "--diagnostic_UID", "diag", "--tmd", r"C:\T M D", "-a", 'CUSTOMER_ID="a b"',
+           "--ppc", "p", "--send_log", "--dont_fail_on_config_preserving_failures"]
+ARGUMENTS = (f'-q -r "%d" -t "{SITE_KEY}" INSTALLATION_ID=the-id tmd="C:\\T M D"%s -a "CUSTOMER_ID=\\"a b\\"" --ppc="p" '
+             "--diagnostic_UID=diag%s --send_log --dont_fail_on_config_preserving_failures%s")
+
+
+def after_reboot(endpoint, code, lines, **options):
+    task = endpoint.tasks[TASK]
+    endpoint.reboot()
+    run = endpoint.run_task(task, time_scale=1000, **options)
+    return finished(endpoint, run, code, lines, "SC-after-reboot-exit-code.txt")
+
+
+def scheduled(endpoint, *parts):
+    """The task that is registered, and what it starts: exactly these. The folder of the copy."""
+    task = endpoint.tasks[TASK]
+    copy = endpoint.unix(task["Path"])
+    assert task == {"Path": task["Path"], "Arguments": ARGUMENTS % parts, "Trigger": "boot", "UserId": "S-1-5-18",
+                    "RunLevel": 1, "RegisteredLogonType": 5, "StartWhenAvailable": True, "AllowDemandStart": False,
+                    "DisallowStartIfOnBatteries": False, "StopIfGoingOnBatteries": False}
+    assert task["Path"].startswith(TEMP + r"\QX_R_") and copy.name == "OstravelInstaller.exe"
+    assert copy.read_bytes() == endpoint.unix(r"C:\Setup\OstravelInstaller.exe").read_bytes()
+    return copy.parent
+
+
+def restored(run):
+    """The record that the run began with."""
+    return run.events_named("BuildBasicTelemetryMetadata")[0]["TelemetryMetadata"]
+
+
+def test_stuck_then_reboot_then_cleaned_then_reboot_then_installed(endpoint):
+    install(endpoint, "23.2.1.10")
+    run = check(endpoint, ["-q", *OPTIONS], 103, STUCK, "", script=HUNG)
+    assert run.in_order("KelvanePortIsDown", "KelvaneMonitorIsStuckOnUnload", "ContinueOnNextBoot", "SchedTask",
+             "ScheduleContinuationOnNextBootSucceeded", "CreateExitCodeFile")
+    first = scheduled(endpoint, 1, "", "", "")
+    check(endpoint, ["-q", "--diagnostics_only"], 0, DIAGNOSTICS, "")
+    check(endpoint, ["-q"], 104, PENDING, "")
+    assert scheduled(endpoint, 1, "", "", "") == first and endpoint.unix(TEMP + r"\KelvaneDiagnostics.txt").exists()
+
+    run = after_reboot(endpoint, 103, REBOOT_FIRST)
+    second = scheduled(endpoint, 2, "", "", "")
+    assert "rebootWasRequired : true" in restored(run) and result_file(endpoint) == "104" and not endpoint.products
+    assert first != second and [place.name for place in first.iterdir()] == ["OstravelInstaller.exe"]
+    run = after_reboot(endpoint, 0, INSTALLING)
+    assert "cleaningResult : 2" in restored(run) and [place.name for place in second.iterdir()] == ["OstravelInstaller.exe"]
+    expected = {"CUSTOMER_ID": "a b", "SITE_TOKEN": SITE_KEY, "INSTALLATION_ID": "the-id", "DIAG_UID": "diag", "UILevel": "2",
+                "IS_INSTALL_AFTER_CLEANING": "true", "BST_REINSTALL_REASON": "NoReason"}
+    assert expected.items() <= endpoint.reg_values(PROPERTIES_KEY).items() and endpoint.products == {"Kelvane Agent": VERSION}
+    assert not endpoint.tasks and result_file(endpoint) == "104" and len(left(endpoint, "QX_R_")) == 2
+    check(endpoint, ["-q", "-o"], 0, DIAGNOSTICS, "")
+    assert not left(endpoint, "QX_R_")
+
+
+def test_a_fallback_takes_its_reason_and_backup_across_the_reboot(endpoint):
+    install(endpoint, "23.2.1.10")
+    check(endpoint, [*STATELESS, "--pmu", "-b", *OPTIONS], 103, REBOOT_FIRST, "exit=2")
+    scheduled(endpoint, 2, " BST_REINSTALL_REASON=PreventMonitorUnload", " -b", " --pmu")
+    after_reboot(endpoint, 0, INSTALLING)
+    expected = {"BST_REINSTALL_REASON": "PreventMonitorUnload", "CURRENT_AGENT_CONFIG_DIR": TEMP + r"\KelvaneConfig"}
+    assert expected.items() <= endpoint.reg_values(PROPERTIES_KEY).items()
+
+
+@pytest.mark.parametrize("cleaner, script, code, line", [
+    (None, HUNG, 2007, "KelvaneMonitor is stuck after reboot. Terminating."),
+    ("clean=0", {}, 2002, "An Agent is already installed."),
+    ("clean=1", {"cleanboot": 1}, 2002, "Cannot install the Agent in Safe Mode."),
+    ("clean=1", {"desktop": "no", "memory": 1}, 0, *INSTALLING)])
+def test_endings_after_the_reboot(endpoint, cleaner, script, code, line):
+    install(endpoint)
+    check(endpoint, ["-q"], 103, REBOOT_FIRST if cleaner else STUCK, cleaner or "", script={} if cleaner else script)
+    run = after_reboot(endpoint, code, [line], script=script)
+    assert not endpoint.tasks and not run.boxes and (code == 0) == any("msiexec" in command for command in run.commands)
+
+
+def test_who_reboots(endpoint):
+    install(endpoint)
+    yes = "want to upgrade:Yes"
+    for arguments, answers, asked, reboots in [([], [yes], 1, 0), ([], [yes, f"{ASK_REBOOT}:Yes"], 1, 1), (["-q"], [], 0, 0),
+                                               (["-q", "-b"], [], 0, 1)]:
+        run = check(endpoint, [AGAIN, *arguments], 103, REBOOT_FIRST, "clean=0", script={"answer": answers})
+        assert [box["text"] for box in run.boxes[1:]] == [ASK_REBOOT] * asked
+        assert [tuple(reboot.values())[1:7] for reboot in run.reboots] == [(None, None, 0, 1, 1, 0x80040002)] * reboots
+    run = endpoint.run(AGAIN, "-q", "-b", time_scale=1000, script={"fail": "InitiateSystemShutdownExW:1:5"})
+    assert run.code == 103 and run.printed.splitlines()[-1].startswith("Failed to reboot the machine. error: ")
+
+
+@pytest.mark.parametrize("script, code, lines", [
+    ({"fail": "RegisterTaskDefinition:*:0x80070005"}, 2002, REBOOT_FIRST),
+    ({"fail": "Connect:*:0x80070005"}, 2002, REBOOT_FIRST),
+    ({"fail": "CreateFolder:*:0x80070005"} | HUNG, 2007, STUCK),
+    ({"fail": "CopyFileW:*:112"}, 2000, [*REBOOT_FIRST, *UNEXPECTED]),
+    ({"fail": "CreateDirectoryW:*:112:QX_R_"} | HUNG, 2000, [*STUCK, *UNEXPECTED])])
+def test_a_continuation_that_cannot_be_scheduled(endpoint, script, code, lines):
+    install(endpoint)
+    check(endpoint, ["-q"], code, lines, "clean=0", script=script)
+    check(endpoint, ["-q", "--clean_only"], 2007, STUCK, script=HUNG)
+    assert not endpoint.tasks and not left(endpoint, "QX_R_")
+
+
+def test_bad_configuration(endpoint):
+    install(endpoint, UserConfig="{broken", AgentUid='{"_uid": 5, "_vdi": "true"}', ReadOnlyConfig="[" * 100000)
+    known = [*STATELESS, "-t", "token"]
+    readable = [*known, "--dont_preserve_agent_uid", "--dont_preserve_proxy"]
+    check(endpoint, STATELESS, 2008, NO_TOKEN)
+    check(endpoint, known, 2009, NO_UID)
+    check(endpoint, readable[:-1], 2006, NO_BACKUP)
+    check(endpoint, [*known, "--dont_fail_on_config_preserving_failures"], 1000, SAME)
+    check(endpoint, readable, 1000, SAME, script={"fail": r"RegOpenKeyExW:*:5:SOFTWARE\Ostravel"})
+    started = endpoint.run(*readable, background=True, script={"pause": "CreateDirectoryW:1:KelvaneConfig"})
+    started.wait_for(kind="paused")
+    endpoint.unix(config()).rename(endpoint.unix(TEMP) / "gone")
+    started.go()
+    finished(endpoint, started.wait(), 2006, NO_BACKUP)
