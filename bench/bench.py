@@ -3,7 +3,6 @@
 Prints a line per figure and leaves them in build/bench.json. Loopback only; a few minutes.
 """
 
-import base64
 import json
 import os
 import shutil
@@ -14,7 +13,8 @@ from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests" / "scenarios"))
 
-from harness import BUILD, TOP, Endpoint  # noqa: E402
+from harness import BUILD, MSIEXEC, Endpoint  # noqa: E402
+from management import ManagementServer  # noqa: E402
 from big_payload import INSTALLER, make_archive, make_executable  # noqa: E402
 from figures import Figures  # noqa: E402
 
@@ -22,36 +22,20 @@ MIB = 1 << 20
 FOLDER = BUILD / "bench"
 LOG_SIZE = 170 * MIB
 PAYLOAD_SIZE = 256 * MIB
-MSIEXEC = r"C:\windows\system32\msiexec.exe"
 PACKAGE = r"C:\Setup\agent.msi"
 # The file's part last, as the installer sends it.
 CURL = ["curl", "-s", "-o", "/dev/null", "-H", "Transfer-Encoding: chunked", "-H", "Expect:", "-F", "installerResult=SUCCESS",
         "-F"]
 
 
-class Server:
-    """The sample management server."""
-
-    def __init__(self, folder):
-        self.folder = folder
-        self.process = subprocess.Popen([sys.executable, TOP / "sample" / "server.py", "--keep", folder],
-                                        stdout=subprocess.PIPE, text=True)
-        self.url = f"http://127.0.0.1:{int(self.process.stdout.readline())}"
-        site = {"url": self.url, "site_key": "bench"}
-        self.token = base64.b64encode(json.dumps(site).encode()).decode()
-
-    def longest_body(self):
-        """Seconds it took to read the longest body that came since the last call."""
-        bodies = {place: place.with_suffix(".body").stat().st_size for place in self.folder.glob("*.json")}
-        seconds = json.loads(max(bodies, key=bodies.get).read_text())["seconds"]
-        for place in bodies:
-            place.unlink()
-            place.with_suffix(".body").unlink()
-        return seconds
-
-    def stop(self):
-        self.process.terminate()
-        self.process.wait()
+def longest_body(server):
+    """Seconds it took the server to read the longest body that came since the last call."""
+    bodies = {place: place.with_suffix(".body").stat().st_size for place in server.folder.glob("*.json")}
+    seconds = json.loads(max(bodies, key=bodies.get).read_text())["seconds"]
+    for place in bodies:
+        place.unlink()
+        place.with_suffix(".body").unlink()
+    return seconds
 
 
 def on_fresh_endpoint(work, installer=INSTALLER):
@@ -111,13 +95,13 @@ def measure_upload(figures, server, runs=5):
         for size, peaks in (MIB, small), (LOG_SIZE, large):
             run = first_installation(server.token, "--send_log", log_size=size)
             peaks.append(run.of_kind("ended")[0]["peak_working_set"] / MIB)
-            seconds = server.longest_body()
+            seconds = longest_body(server)
         ours.append(LOG_SIZE / MIB / seconds)
         log.unlink(missing_ok=True)
         log.write_bytes(bytes(LOG_SIZE))
         subprocess.run([*CURL, f"file=@{log};type=application/octet-string", server.url + "/api/v1.6/upload/installer-log"],
                        check=True)
-        curl.append(LOG_SIZE / MIB / server.longest_body())
+        curl.append(LOG_SIZE / MIB / longest_body(server))
     figures.add("upload, 170 MiB log", "MiB/s", ours, curl, "curl -F", at_least=0.8)
     figures.add("peak memory, 170 MiB log", "MiB", large, small, "1 MiB log")
     figures.add("peak memory: growth", "MiB", [one - other for one, other in zip(large, small)], at_most=16)
@@ -185,16 +169,14 @@ def main():
     shutil.rmtree(FOLDER, ignore_errors=True)
     FOLDER.mkdir(parents=True)
     print(f"{os.cpu_count()} processors, load {os.getloadavg()[0]:.1f}; median (least-most) of each")
-    figures, server = Figures(), Server(FOLDER / "server")
-    try:
+    figures = Figures()
+    with ManagementServer(FOLDER / "server") as server:
         measure_size(figures)
         measure_installation(figures, server)
         measure_upload(figures, server)
         measure_extraction(figures, server)
-    finally:
-        server.stop()
-        shutil.rmtree(FOLDER, ignore_errors=True)
-        figures.write(BUILD / "bench.json")
+    shutil.rmtree(FOLDER)
+    figures.write(BUILD / "bench.json")
 
 
 if __name__ == "__main__":

@@ -5,5 +5,5 @@
 
 #include <cpprest_compat.h>
 
-#define _TURN_OFF_PLATFORM_STRING
+#define _TURN_OFF_PLATFORM_STRING // NOLINT(bugprone-reserved-identifier): a switch of the library
 #include <cpprest/json.h>
