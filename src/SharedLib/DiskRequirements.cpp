@@ -7,7 +7,7 @@
 namespace kelvane::system_requirements {
 namespace {
 
-constexpr std::uint64_t mebibyte = 1024 * 1024;
+constexpr std::uint64_t mebibyte = 1024ULL * 1024;
 constexpr std::uint64_t gibibyte = 1024 * mebibyte;
 
 struct DiskRequirement {
