@@ -52,11 +52,9 @@ std::uint32_t runCleaner(const RunContext& context, const CleanerOptions& option
     return exitCode;
 }
 
-CleanerRun runAndClassifyCleaner(RunContext& context, const CleanerOptions& options) {
-    const auto run = classifyCleaner(runCleaner(context, options), options.uninstallOnly,
-                                     [&] { return isPackageVersionLeft(context); });
-    context.cleanerExitCode = run.exitCode;
-    return run;
+CleanerRun runAndClassifyCleaner(const RunContext& context, const CleanerOptions& options) {
+    return classifyCleaner(runCleaner(context, options), options.uninstallOnly,
+                           [&] { return isPackageVersionLeft(context); });
 }
 
 InstallerResult runDiagnosticOnlyUsingCleaner(const std::filesystem::path& contentDirectory,

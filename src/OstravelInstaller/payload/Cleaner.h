@@ -11,8 +11,8 @@ namespace kelvane::bst {
 // std::runtime_error "cleaner is still running" and as cleaningCommandLine.
 std::uint32_t runCleaner(const RunContext& context, const CleanerOptions& options);
 
-// The same, classified; the exit code is kept in the context. Throws as runCleaner and classifyCleaner.
-CleanerRun runAndClassifyCleaner(RunContext& context, const CleanerOptions& options);
+// The same, classified. Throws as runCleaner and classifyCleaner.
+CleanerRun runAndClassifyCleaner(const RunContext& context, const CleanerOptions& options);
 
 // Only takes diagnostics: Success, or DiagnosticsFailed whatever went wrong.
 InstallerResult runDiagnosticOnlyUsingCleaner(const std::filesystem::path& contentDirectory,

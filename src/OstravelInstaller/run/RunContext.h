@@ -44,7 +44,6 @@ struct RunContext {
     bool downgradeDetected = false;
     bool installationDone = false;
     std::optional<std::uint32_t> packageExitCode; // of the last package run
-    std::optional<std::uint32_t> cleanerExitCode;
 
     bool dynamicMonitoringRebootAdvised = false;
     bool forceLogUpload = false;
