@@ -22,19 +22,17 @@ target_link_libraries(minizip INTERFACE ${target_libraries}/lib/libminizip.a z)
 add_library(tclap INTERFACE)
 target_include_directories(tclap SYSTEM INTERFACE ${target_libraries}/tclap)
 
-# ostravel_library(NAME [libraries it may include from ...]): the sources of the current folder as a static library.
-# Its headers are reached as "NAME/Header.h" by those who link it and by nobody else: an upward include does not compile.
+# ostravel_library(NAME [libraries it may include from ...]): the sources of the current folder as a static library. Its
+# headers are reached by their path below src/ ("libwin32/Text.h", "OstravelInstaller/package/MsiPackage.h") by those who
+# link it and by nobody else: an upward include does not compile.
 function(ostravel_library name)
     file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
-    list(FILTER sources EXCLUDE REGEX /entry/)
-    if(NOT sources)
-        add_library(${name} INTERFACE)
-        target_link_libraries(${name} INTERFACE ostravel_settings ${ARGN})
-        return()
-    endif()
     add_library(${name} STATIC ${sources})
-    file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/include/${name})
-    file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_BINARY_DIR}/include/${name}/${name} SYMBOLIC)
+    cmake_path(RELATIVE_PATH CMAKE_CURRENT_SOURCE_DIR BASE_DIRECTORY ${CMAKE_SOURCE_DIR}/src OUTPUT_VARIABLE path)
+    set(link ${CMAKE_BINARY_DIR}/include/${name}/${path})
+    cmake_path(GET link PARENT_PATH link_folder)
+    file(MAKE_DIRECTORY ${link_folder})
+    file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR} ${link} SYMBOLIC)
     target_include_directories(${name} PUBLIC ${CMAKE_BINARY_DIR}/include/${name})
     target_compile_options(${name} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Werror)
     target_link_libraries(${name} PUBLIC ostravel_settings ${ARGN})

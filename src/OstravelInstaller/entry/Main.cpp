@@ -1,4 +1,4 @@
-#include "OstravelInstaller/run/Messages.h"
+#include "OstravelInstaller/context/Messages.h"
 #include "OstravelInstaller/run/RunDriver.h"
 #include "OstravelInstallerLib/Console.h"
 

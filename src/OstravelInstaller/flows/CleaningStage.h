@@ -1,7 +1,7 @@
 #pragma once
 
-#include "OstravelInstaller/payload/RebootContinuation.h"
-#include "OstravelInstaller/run/RunContext.h"
+#include "OstravelInstaller/context/RunContext.h"
+#include "OstravelInstaller/continuation/RebootContinuation.h"
 
 #include <optional>
 

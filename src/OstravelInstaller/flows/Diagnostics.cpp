@@ -1,7 +1,7 @@
 #include "OstravelInstaller/flows/Diagnostics.h"
 
-#include "OstravelInstaller/payload/Cleaner.h"
-#include "OstravelInstaller/run/Messages.h"
+#include "OstravelInstaller/cleaner/Cleaner.h"
+#include "OstravelInstaller/context/Messages.h"
 #include "OstravelInstallerLib/Console.h"
 #include "ProductLib/InstallerEvents.h"
 #include "libwin32/Text.h"

@@ -1,9 +1,9 @@
 #include "OstravelInstaller/flows/InitialInstallation.h"
 
+#include "OstravelInstaller/context/Messages.h"
 #include "OstravelInstaller/flows/Progress.h"
-#include "OstravelInstaller/payload/MsiInstallation.h"
-#include "OstravelInstaller/payload/PackageExit.h"
-#include "OstravelInstaller/run/Messages.h"
+#include "OstravelInstaller/package/MsiInstallation.h"
+#include "OstravelInstaller/package/PackageExit.h"
 #include "OstravelInstallerLib/Console.h"
 #include "ProductLib/InstallerEvents.h"
 #include "libkelvane/Guid.h"

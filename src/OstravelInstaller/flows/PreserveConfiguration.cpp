@@ -1,6 +1,6 @@
 #include "OstravelInstaller/flows/PreserveConfiguration.h"
 
-#include "OstravelInstaller/payload/MsiProperties.h"
+#include "OstravelInstaller/package/MsiProperties.h"
 #include "ProductLib/InstallerEvents.h"
 #include "SharedLib/AgentConfigUtils.h"
 #include "SharedLib/ConfigBackup.h"

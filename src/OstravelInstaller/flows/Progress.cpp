@@ -1,9 +1,9 @@
 #include "OstravelInstaller/flows/Progress.h"
 
+#include "OstravelInstaller/context/FindAgent.h"
+#include "OstravelInstaller/context/Messages.h"
 #include "OstravelInstaller/reporting/Enrolment.h"
 #include "OstravelInstaller/reporting/PhaseReport.h"
-#include "OstravelInstaller/run/ContextBuilder.h"
-#include "OstravelInstaller/run/Messages.h"
 #include "OstravelInstallerLib/Console.h"
 
 namespace kelvane::bst {

@@ -1,9 +1,9 @@
 #include "OstravelInstaller/flows/Upgrade.h"
 
+#include "OstravelInstaller/context/Messages.h"
 #include "OstravelInstaller/flows/MainFlow.h"
 #include "OstravelInstaller/flows/Progress.h"
-#include "OstravelInstaller/payload/MsiInstallation.h"
-#include "OstravelInstaller/run/Messages.h"
+#include "OstravelInstaller/package/MsiInstallation.h"
 #include "OstravelInstallerLib/Console.h"
 #include "ProductLib/InstallerEvents.h"
 

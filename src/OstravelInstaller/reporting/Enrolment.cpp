@@ -1,6 +1,6 @@
 #include "OstravelInstaller/reporting/Enrolment.h"
 
-#include "OstravelInstaller/run/RunContext.h"
+#include "OstravelInstaller/context/RunContext.h"
 #include "libkelvane/JsonLibrary.h"
 #include "libwin32/Text.h"
 

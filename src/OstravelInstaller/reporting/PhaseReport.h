@@ -1,6 +1,6 @@
 #pragma once
 
-#include "OstravelInstaller/run/RunContext.h"
+#include "OstravelInstaller/context/RunContext.h"
 
 // What the management server is told of a run. Nothing of it ever changes the run's result: every failure is logged and
 // swallowed.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "OstravelInstaller/run/RunContext.h"
+#include "OstravelInstaller/context/RunContext.h"
 #include "libkelvane/HttpLibrary.h"
 
 #include <optional>

@@ -3,7 +3,7 @@
 #include "ComputerInformation/HardwareInfo.h"
 #include "ComputerInformation/NetworkInfo.h"
 #include "ComputerInformation/OsVersionInfo.h"
-#include "OstravelInstaller/run/ProgramVersion.h"
+#include "OstravelInstaller/context/ProgramVersion.h"
 #include "ProductLib/InstallerEvents.h"
 #include "libkelvane/AgentVersion.h"
 #include "libkelvane/PathUtils.h"

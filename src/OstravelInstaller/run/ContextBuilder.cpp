@@ -1,10 +1,10 @@
 #include "OstravelInstaller/run/ContextBuilder.h"
 
-#include "OstravelInstaller/payload/ContinuationFolder.h"
-#include "OstravelInstaller/payload/MsiProperties.h"
+#include "OstravelInstaller/context/FindAgent.h"
+#include "OstravelInstaller/continuation/ContinuationFolder.h"
+#include "OstravelInstaller/package/MsiProperties.h"
 #include "OstravelInstaller/reporting/TelemetryStart.h"
 #include "ProductLib/InstallerEvents.h"
-#include "SharedLib/AgentConfigUtils.h"
 #include "libkelvane/FileUtilities.h"
 #include "libkelvane/Guid.h"
 #include "libkelvane/PathUtils.h"
@@ -32,17 +32,6 @@ void chooseWorkingDirectory(RunContext& context) {
     }
 }
 
-// A value of the installed agent's files, or nothing: a file that cannot be read is logged and counts as silent.
-template <class Reader>
-auto readOptional(Reader reader, const std::filesystem::path& configDir) -> std::optional<decltype(reader(configDir))> {
-    try {
-        return reader(configDir);
-    } catch (const std::exception& error) {
-        userLog(LogLevel::Error, error.what());
-        return std::nullopt;
-    }
-}
-
 std::wstring chosenId(const RunContext& context, const Option<std::wstring>& option, std::wstring_view property) {
     if (option.given) return option.value;
     if (auto value = context.cmdLine.getInstallerProperty(property)) return *value;
@@ -64,17 +53,6 @@ std::wstring baseProperties(const RunContext& context) {
 
 } // namespace
 
-void findAgent(RunContext& context) {
-    context.installedAgent = findInstalledAgent();
-    const auto& configDir = context.installedAgent.configDir;
-    if (!configDir) return;
-    context.managementSettings = readOptional(readManagementSettings, *configDir);
-    context.agentProxy = readOptional(readProxy, *configDir).value_or(std::nullopt);
-    context.installedSiteToken = readOptional(readSiteKey, *configDir);
-    context.agentUid = readOptional(readAgentUid, *configDir);
-    context.isVdi = readOptional(readIsVdi, *configDir).value_or(false);
-}
-
 void buildRunContext(RunContext& context) {
     const Options& options = context.cmdLine.options();
     chooseWorkingDirectory(context);
@@ -86,12 +64,6 @@ void buildRunContext(RunContext& context) {
     context.msiArguments = baseProperties(context);
     startTelemetry(context, loadSavedTelemetryRecord());
     if (const auto token = context.siteToken()) context.telemetry.SetValueUtf8(TelemetryKey::siteToken, *token);
-}
-
-std::optional<std::string> RunContext::siteToken() const {
-    if (installedSiteToken) return installedSiteToken;
-    if (cmdLine->fallback_site_token.given) return win32::toUtf8(cmdLine->fallback_site_token.value);
-    return std::nullopt;
 }
 
 } // namespace kelvane::bst

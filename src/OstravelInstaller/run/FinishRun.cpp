@@ -1,9 +1,9 @@
 #include "OstravelInstaller/run/FinishRun.h"
 
-#include "OstravelInstaller/payload/ExitCodeFile.h"
-#include "OstravelInstaller/payload/Reboot.h"
+#include "OstravelInstaller/context/Messages.h"
+#include "OstravelInstaller/continuation/ExitCodeFile.h"
+#include "OstravelInstaller/continuation/Reboot.h"
 #include "OstravelInstaller/reporting/PhaseReport.h"
-#include "OstravelInstaller/run/Messages.h"
 #include "OstravelInstallerLib/Console.h"
 #include "ProductLib/InstallerEvents.h"
 #include "libkelvane/FileUtilities.h"

@@ -1,11 +1,11 @@
 #include "OstravelInstaller/run/RunDriver.h"
 
+#include "OstravelInstaller/context/Messages.h"
+#include "OstravelInstaller/context/ProgramVersion.h"
 #include "OstravelInstaller/reporting/Log.h"
 #include "OstravelInstaller/run/ContextBuilder.h"
 #include "OstravelInstaller/run/Dispatcher.h"
 #include "OstravelInstaller/run/FinishRun.h"
-#include "OstravelInstaller/run/Messages.h"
-#include "OstravelInstaller/run/ProgramVersion.h"
 #include "OstravelInstallerLib/CommandLineUtils.h"
 #include "OstravelInstallerLib/Console.h"
 #include "OstravelInstallerLib/InstanceMutex.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "OstravelInstaller/run/InstallerResult.h"
+#include "OstravelInstaller/context/InstallerResult.h"
 
 namespace kelvane::bst {
 

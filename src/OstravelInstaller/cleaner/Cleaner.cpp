@@ -1,0 +1,72 @@
+#include "OstravelInstaller/cleaner/Cleaner.h"
+
+#include "OstravelInstallerLib/ExecuteWithRetries.h"
+#include "OstravelInstallerLib/ProcessWait.h"
+#include "ProductLib/InstallerEvents.h"
+#include "ProductLib/MonitorStatus.h"
+#include "SharedLib/InstallationUtils.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace kelvane::bst {
+namespace {
+
+void refuseStillActive(std::uint32_t exitCode, const char* message) {
+    if (exitCode != STILL_ACTIVE) return;
+    logEvent(LogLevel::Error, "CleanerStillRunning");
+    throw std::runtime_error(message);
+}
+
+std::uint32_t takeDiagnostics(const std::filesystem::path& cleaner, const DiagnosticsOptions& options) {
+    const auto commandLine = diagnosticsCommandLine(cleaner, options);
+    logEvent(LogLevel::Verbose, "RunCleanerForDiagnosticOnly", {{"commandStr", commandLine}});
+    const StartOptions start{.program = cleaner, .creationFlags = options.hideWindow ? CREATE_NO_WINDOW : 0UL};
+    const auto exitCode = executeWithRetries(commandLine, [&] { return execute_throw(commandLine, start, INFINITE); });
+    refuseStillActive(exitCode, "cleaner (diagnostic only) is still running");
+    logEvent(LogLevel::Verbose, "DiagnosticOnlyRetval", {{"RetVal", exitCode}});
+    return exitCode;
+}
+
+// Whether the package's own version is among those left on the machine: its folder must go before it can be installed.
+bool isPackageVersionLeft(const RunContext& context) {
+    const AgentVersion version = context.payload.version();
+    const auto left = leftoverAgentVersions();
+    if (left.empty()) logEvent(LogLevel::Verbose, "NoLeftoverAgentVersions");
+    return std::ranges::find(left, version) != left.end();
+}
+
+} // namespace
+
+std::uint32_t runCleaner(const RunContext& context, const CleanerOptions& options) {
+    const auto cleaner = context.payload.cleaner();
+    const auto commandLine = cleaningCommandLine(cleaner, options);
+    logEvent(LogLevel::Verbose, "RunCleaner", {{"commandStr", commandLine}});
+    const ProcessWait wait = options.checkStuckMonitor
+                                 ? stuckMonitorWait({&isMonitorServiceRunning, &isMonitorPortDown})
+                                 : ProcessWait(waitForProcess);
+    const auto exitCode =
+        executeWithRetries(commandLine, [&] { return executeProcess(commandLine, wait, {.program = cleaner}); });
+    refuseStillActive(exitCode, "cleaner is still running");
+    logEvent(LogLevel::Verbose, "CleanerRetval", {{"RetVal", exitCode}});
+    return exitCode;
+}
+
+CleanerRun runAndClassifyCleaner(const RunContext& context, const CleanerOptions& options) {
+    return classifyCleaner(runCleaner(context, options), options.uninstallOnly,
+                           [&] { return isPackageVersionLeft(context); });
+}
+
+InstallerResult runDiagnosticOnlyUsingCleaner(const std::filesystem::path& contentDirectory,
+                                              const DiagnosticsOptions& options) noexcept {
+    try {
+        const auto exitCode = takeDiagnostics(contentDirectory / L"KelvaneCleaner.exe", options);
+        return exitCode == 0 ? InstallerResult::Success : InstallerResult::DiagnosticsFailed;
+    } catch (const std::exception& error) {
+        // The run is told no more than that it failed.
+        logEvent(LogLevel::Error, "DiagnosticOnlyFailed", {{"ErrorMsg", error.what()}});
+        return InstallerResult::DiagnosticsFailed;
+    }
+}
+
+} // namespace kelvane::bst

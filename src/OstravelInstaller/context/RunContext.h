@@ -1,0 +1,56 @@
+#pragma once
+
+#include "OstravelInstaller/context/InstallerResult.h"
+#include "OstravelInstaller/context/PayloadPackage.h"
+#include "OstravelInstaller/context/ReinstallReason.h"
+#include "OstravelInstaller/context/TelemetryMetaData.h"
+#include "OstravelInstallerLib/CommandLineUtils.h"
+#include "SharedLib/AgentConfigUtils.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace kelvane::bst {
+
+// All that one run knows; owned by the run driver, handed by reference to every flow.
+struct RunContext {
+    explicit RunContext(const OstravelInstallerCmdLine& commandLine) : cmdLine(commandLine) {}
+
+    const OstravelInstallerCmdLine& cmdLine;
+    TelemetryMetaData telemetry;
+    std::filesystem::path logFile;
+    std::function<bool()> flushLog; // what the log holds so far is in the file when it returns true
+
+    std::wstring tempDir; // the working directory
+    bool tempDirCreated = false;
+    bool tempDirIsFallback = false;
+    PayloadPackage payload;
+
+    InstalledAgentInfo installedAgent;
+    std::optional<std::string> installedSiteToken;        // the enrolment token of the installed agent, opaque
+    std::optional<std::string> agentUid;                  // the installed agent's identifier
+    std::optional<ManagementSettings> managementSettings; // the installed agent's, as last read
+    std::optional<std::string> agentProxy;                // the installed agent's, as last read
+    bool isVdi = false;
+    std::wstring installationId;
+    std::wstring diagUid;
+    std::wstring msiArguments;               // what the package is given; every property added has a leading blank
+    std::optional<std::string> extraMsiText; // further properties for the package, passed on as they stand
+
+    std::optional<ReinstallReason> reinstallReason;
+    bool downgradeDetected = false;
+    bool installationDone = false;
+    std::optional<std::uint32_t> packageExitCode; // of the last package run
+
+    bool dynamicMonitoringRebootAdvised = false;
+    bool forceLogUpload = false;
+    InstallerResult result = InstallerResult::UnexpectedError;
+
+    // The token that the package and the continuation are given: the installed agent's, else --fallback_site_token.
+    std::optional<std::string> siteToken() const;
+};
+
+} // namespace kelvane::bst

@@ -1,0 +1,74 @@
+#include "OstravelInstaller/package/MsiInstallation.h"
+
+#include "OstravelInstaller/package/MsiProperties.h"
+#include "OstravelInstaller/package/PackageExit.h"
+#include "OstravelInstallerLib/ProcessWait.h"
+#include "ProductLib/InstallerEvents.h"
+#include "ProductLib/MonitorStatus.h"
+
+#include <stdexcept>
+
+namespace kelvane::bst {
+namespace {
+
+RunProperties runProperties(const RunContext& context, const std::optional<std::filesystem::path>& currentConfigDir,
+                            bool healthCheckPassed) {
+    return {.currentConfigDir = currentConfigDir,
+            .reinstallReason = reinstallReasonName(context.reinstallReason.value_or(ReinstallReason::NoReason)),
+            .siteToken = context.siteToken(),
+            .installationId = context.installationId,
+            .extraText = context.extraMsiText,
+            .healthCheckPassed = healthCheckPassed};
+}
+
+std::uint32_t execute(const std::wstring& commandLine, const std::filesystem::path& program) {
+    logEvent(LogLevel::Verbose, "executeInstallerCommand", {{"command", commandLine}});
+    const auto wait = stuckMonitorWait({&isMonitorServiceRunning, &isMonitorPortDown});
+    const std::uint32_t exitCode = executeProcess(commandLine, wait, {.program = program});
+    if (exitCode == STILL_ACTIVE) throw std::runtime_error("Installer is still running");
+    return exitCode;
+}
+
+InstallerResult interpret(InstallerType type, std::uint32_t exitCode) {
+    if (type == InstallerType::SetupProgram) return setupProgramResult(exitCode);
+    return packageResult(exitCode, readMsiFailureReason());
+}
+
+} // namespace
+
+std::filesystem::path installerPath(const RunContext& context) {
+    const auto& alternative = context.cmdLine->alternative_installer_path;
+    return alternative.given ? std::filesystem::path(alternative.value) : context.payload.installer();
+}
+
+std::filesystem::path initialInstallerPath(const RunContext& context) {
+    const auto path = installerPath(context);
+    if (installerType(path) != InstallerType::WindowsInstallerPackage) {
+        throw std::runtime_error("Cannot use a non-MSI installer for initial installation");
+    }
+    return path;
+}
+
+AgentVersion versionToInstall(const RunContext& context) {
+    const auto& alternative = context.cmdLine->alternative_installer_path;
+    return alternative.given ? packageProductVersion(alternative.value) : context.payload.version();
+}
+
+PackageRun runInstallerPackage(RunContext& context, const std::filesystem::path& installer,
+                               const std::optional<std::filesystem::path>& currentConfigDir, bool healthCheckPassed) {
+    const InstallerType type = installerType(installer);
+    const auto commandLine = installerCommandLine(installer, context.msiArguments, context.cmdLine->quiet(),
+                                                  runProperties(context, currentConfigDir, healthCheckPassed));
+    deleteMsiFailureReason();
+    const auto exitCode = execute(commandLine, type == InstallerType::SetupProgram ? installer : msiexecPath());
+    const PackageRun run{interpret(type, exitCode), exitCode};
+    logEvent(LogLevel::Verbose, "InstallerExitCode", {{"ExitCode", exitCode}, {"Result", code(run.result)}});
+    context.packageExitCode = exitCode;
+    context.telemetry.SetValue(TelemetryKey::msiExitCode, std::to_wstring(exitCode));
+    if (type == InstallerType::WindowsInstallerPackage && packageWantsReboot(exitCode)) {
+        context.dynamicMonitoringRebootAdvised = true;
+    }
+    return run;
+}
+
+} // namespace kelvane::bst

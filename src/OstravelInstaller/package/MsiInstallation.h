@@ -1,0 +1,34 @@
+#pragma once
+
+#include "OstravelInstaller/context/RunContext.h"
+#include "OstravelInstaller/package/MsiPackage.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+
+// Running the agent's installer: a Windows Installer package through msiexec.exe, or a setup program.
+namespace kelvane::bst {
+
+// The installer of this run: --alternative_installer_path, else the payload's.
+// Throws std::runtime_error as PayloadPackage::installer.
+std::filesystem::path installerPath(const RunContext& context);
+// The same for an installation that only a package can do; for a setup program std::runtime_error "Cannot use a non-MSI
+// installer for initial installation".
+std::filesystem::path initialInstallerPath(const RunContext& context);
+// The agent version that this run installs: an alternative package's ProductVersion, else the payload's VERSION.
+AgentVersion versionToInstall(const RunContext& context);
+
+struct PackageRun {
+    InstallerResult result;
+    std::uint32_t exitCode; // as the installer gave it
+};
+// Runs the installer and waits for it, watching the monitor driver. Keeps the exit code in the context and its
+// telemetry record (msiExitCode), and notes there that a reboot is advised when the package ends with one. Throws
+// std::runtime_error ("Invalid Installer type", "Installer is still running", a value that no property can carry),
+// StuckMonitorError, Win32Error, filesystem_error "exists".
+PackageRun runInstallerPackage(RunContext& context, const std::filesystem::path& installer,
+                               const std::optional<std::filesystem::path>& currentConfigDir,
+                               bool healthCheckPassed = false);
+
+} // namespace kelvane::bst

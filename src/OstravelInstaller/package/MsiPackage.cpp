@@ -1,0 +1,71 @@
+#include "OstravelInstaller/package/MsiPackage.h"
+
+#include "ProductLib/AgentRegKeys.h"
+#include "ProductLib/InstallerEvents.h"
+#include "libwin32/ComPtr.h"
+#include "libwin32/Handles.h"
+#include "libwin32/Win32Error.h"
+
+#include <windows.h>
+
+#include <msi.h>
+
+#include <stdexcept>
+
+namespace kelvane::bst {
+namespace {
+
+struct MsiTraits {
+    using Type = MSIHANDLE;
+    static bool isValid(MSIHANDLE handle) { return handle != 0; }
+    static void close(MSIHANDLE handle) { MsiCloseHandle(handle); }
+};
+using UniqueMsi = win32::UniqueResource<MsiTraits>;
+
+void checkMsi(UINT result, const char* call) {
+    if (result != ERROR_SUCCESS) win32::throwWin32(call, result);
+}
+
+std::optional<std::uint32_t> agentNumber(std::wstring_view valueName) {
+    const RegKey key = AgentRegKeys::agentKey();
+    if (!key.valueExists(valueName)) return std::nullopt;
+    try {
+        return key.readDword(valueName);
+    } catch (const win32::Win32Error& error) {
+        logEvent(LogLevel::Error, "AgentRegistryValueUnreadable", {{"ErrorMsg", error.what()}});
+        return std::nullopt;
+    }
+}
+
+} // namespace
+
+AgentVersion packageProductVersion(const std::filesystem::path& package) {
+    const win32::ComInitializer com;
+    if (!com.usable()) {
+        logEvent(LogLevel::Error, "PackageProductVersion",
+                 {{"ErrorMsg", "Failed to initialize COM for the current thread"}, {"HResult", com.result()}});
+    }
+    UniqueMsi product;
+    checkMsi(MsiOpenPackageW(package.c_str(), product.put()), "MsiOpenPackageW");
+    wchar_t text[64]; // the longest version has 23 characters
+    DWORD length = 64;
+    checkMsi(MsiGetProductPropertyW(product.get(), L"ProductVersion", text, &length), "MsiGetProductPropertyW");
+    const auto version = parseShortAgentVersion({text, length});
+    if (!version) throw std::runtime_error("The package's ProductVersion is no version");
+    return *version;
+}
+
+std::optional<std::uint32_t> readMsiFailureReason() { return agentNumber(AgentRegKeys::msiFailureReason); }
+
+void deleteMsiFailureReason() noexcept {
+    try {
+        RegKey key = AgentRegKeys::agentKey();
+        if (key.valueExists(AgentRegKeys::msiFailureReason)) key.deleteValue(AgentRegKeys::msiFailureReason);
+    } catch (const std::exception& error) {
+        logEvent(LogLevel::Error, "DeletingMsiFailureReasonFailed", {{"ErrorMsg", error.what()}});
+    }
+}
+
+bool removeExistingProductsMark() { return agentNumber(AgentRegKeys::removeExistingProductsMark).value_or(0) != 0; }
+
+} // namespace kelvane::bst
