@@ -37,3 +37,18 @@ function(ostravel_library name)
     target_compile_options(${name} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Werror)
     target_link_libraries(${name} PUBLIC ostravel_settings ${ARGN})
 endfunction()
+
+# ostravel_delay_loading(NAME): the program takes the libraries of toolchain/delay-loaded.txt when it first calls them. An
+# exception passes through all of it: GNU ld keeps the unwind data of the whole standard library.
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+function(ostravel_delay_loading name)
+    set(finish ${CMAKE_SOURCE_DIR}/cmake/finish_image.py)
+    set(map ${CMAKE_BINARY_DIR}/${name}.map)
+    target_link_directories(${name} BEFORE PRIVATE ${target_libraries}/delay)
+    target_link_options(${name} PRIVATE -s -Wl,-Map=${map}
+        -Wl,--dynamicbase -Wl,--nxcompat -Wl,--high-entropy-va -Wl,--tsaware
+        -Wl,--major-os-version=6 -Wl,--minor-os-version=0 -Wl,--major-subsystem-version=6 -Wl,--minor-subsystem-version=0)
+    set_property(TARGET ${name} APPEND PROPERTY LINK_DEPENDS ${finish})
+    add_custom_command(TARGET ${name} POST_BUILD VERBATIM
+        COMMAND Python3::Interpreter ${finish} $<TARGET_FILE:${name}> ${map})
+endfunction()

@@ -58,18 +58,17 @@ cmake -S /usr/src/googletest -B gtest-build -G Ninja -DCMAKE_SYSTEM_NAME=Windows
 cmake --build gtest-build
 cmake --install gtest-build
 
-# lld delay-loads only through short-form import libraries; MinGW's own are long-form.
+# Delay-import libraries. Their names go into symbols, so each is made where it stays.
+cd $prefix/delay
 for dll in $(cat /toolchain/delay-loaded.txt); do
     {
         echo "LIBRARY $dll.dll"
         echo EXPORTS
         $target-nm --defined-only /usr/$target/lib/lib$dll.a 2>/dev/null | sed -n 's/^[0-9a-f]* T //p' | sort -u
-    } >$dll.def
-    test "$(wc -l <$dll.def)" -gt 2
-    llvm-dlltool -m i386:x86-64 -d $dll.def -l $prefix/delay/lib$dll.a
+    } >$work/$dll.def
+    test "$(wc -l <$work/$dll.def)" -gt 2
+    $target-dlltool -d $work/$dll.def -y lib$dll.a
 done
-# GCC looks for the linker under the target's name.
-ln -sfn "$(command -v ld.lld)" /usr/bin/$target-ld.lld
 
 cd /
 rm -rf $work

@@ -1,4 +1,4 @@
-# The product's target: 64-bit Windows, GCC with POSIX threads, linked by lld, libraries made by libraries.sh.
+# The product's target: 64-bit Windows, GCC with POSIX threads, libraries made by libraries.sh.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_VERSION 10.0)
 set(CMAKE_SYSTEM_PROCESSOR AMD64)

@@ -1,5 +1,6 @@
 #include "SharedLib/SystemFacts.h"
 
+#include "libwin32/DelayLoad.h"
 #include "libwin32/Handles.h"
 #include "libwin32/Text.h"
 #include "libwin32/Win32Error.h"
@@ -26,20 +27,23 @@ public:
         wanted.grbitEnabledProtocols =
             SP_PROT_TLS1_2_CLIENT | SP_PROT_TLS1_1_CLIENT | SP_PROT_TLS1_0_CLIENT | SP_PROT_SSL3_CLIENT;
         wanted.dwFlags = SCH_USE_STRONG_CRYPTO | SCH_CRED_NO_DEFAULT_CREDS;
-        status_ = AcquireCredentialsHandleW(nullptr, package, SECPKG_CRED_OUTBOUND, nullptr, &wanted, nullptr, nullptr,
-                                            &handle_, nullptr);
+        status_ = win32::statusOf([&] {
+            return AcquireCredentialsHandleW(nullptr, package, SECPKG_CRED_OUTBOUND, nullptr, &wanted, nullptr, nullptr,
+                                             &handle_, nullptr);
+        });
     }
     OutboundCredentials(const OutboundCredentials&) = delete;
     OutboundCredentials& operator=(const OutboundCredentials&) = delete;
     ~OutboundCredentials() {
-        if (status_ == SEC_E_OK) FreeCredentialsHandle(&handle_);
+        if (status_ == SEC_E_OK) win32::statusOf([&] { return FreeCredentialsHandle(&handle_); });
     }
 
     TlsClientCredentials facts() {
         TlsClientCredentials facts{.acquired = status_};
         if (status_ != SEC_E_OK) return facts;
         SecPkgCred_SupportedProtocols protocols{};
-        facts.queried = QueryCredentialsAttributesW(&handle_, SECPKG_ATTR_SUPPORTED_PROTOCOLS, &protocols);
+        facts.queried = win32::statusOf(
+            [&] { return QueryCredentialsAttributesW(&handle_, SECPKG_ATTR_SUPPORTED_PROTOCOLS, &protocols); });
         facts.protocols = protocols.grbitProtocol;
         return facts;
     }

@@ -1,6 +1,7 @@
 #include "libkelvane/Authenticode.h"
 
 #include "libkelvane/UserLog.h"
+#include "libwin32/DelayLoad.h"
 
 // clang-format off
 #include <windows.h>
@@ -37,7 +38,8 @@ public:
     // 0 when the signer is trusted, else why not.
     LONG run() noexcept {
         GUID action = WINTRUST_ACTION_GENERIC_VERIFY_V2;
-        return WinVerifyTrust(static_cast<HWND>(INVALID_HANDLE_VALUE), &action, &data_);
+        return win32::statusOf(
+            [&] { return WinVerifyTrust(static_cast<HWND>(INVALID_HANDLE_VALUE), &action, &data_); });
     }
 
 private:

@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <exception>
 #include <utility>
 
 namespace win32 {
@@ -31,7 +32,7 @@ public:
         if (Traits::isValid(old)) {
             // The closing call of an error path must not hide the error that led there.
             const DWORD lastError = GetLastError();
-            Traits::close(old);
+            close(old);
             SetLastError(lastError);
         }
     }
@@ -42,6 +43,14 @@ public:
     }
 
 private:
+    // A closing function of a delay-loaded library may be one that cannot be had: the process's end closes then.
+    static void close(Type value) noexcept {
+        try {
+            Traits::close(value);
+        } catch (const std::exception&) {
+        }
+    }
+
     Type value_{};
 };
 

@@ -1,6 +1,7 @@
 #include "OstravelInstaller/reporting/ManagementClient.h"
 
 #include "ProductLib/InstallerEvents.h"
+#include "libwin32/DelayLoad.h"
 #include "libwin32/Win32Error.h"
 #include "libwin32/Win32Event.h"
 
@@ -51,6 +52,8 @@ void checkCertificates(HINTERNET request) {
 
 web::http::client::http_client_config complete(web::http::client::http_client_config config,
                                                std::chrono::milliseconds limit) {
+    // The library's threads must not be where a function turns out to be missing.
+    win32::lookUpHttpFunctions();
     config.set_timeout(limit);
     config.set_max_redirects(0);
     config.set_chunksize(bodyChunk);
