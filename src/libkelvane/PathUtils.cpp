@@ -1,8 +1,9 @@
 #include "libkelvane/PathUtils.h"
 
+#include "libwin32/ComPtr.h"
 #include "libwin32/Win32Error.h"
 
-#include <windows.h>
+#include <shlobj.h>
 
 #include <algorithm>
 
@@ -56,6 +57,12 @@ std::wstring expandEnvironment(std::wstring_view text) {
 }
 
 std::filesystem::path programFiles() { return expandEnvironment(L"%ProgramFiles%"); }
+
+std::filesystem::path knownProgramFiles() {
+    win32::UniqueTaskMemory path;
+    win32::checkHresult(SHGetKnownFolderPath(FOLDERID_ProgramFiles, 0, nullptr, path.put()), "SHGetKnownFolderPath");
+    return path.get();
+}
 
 std::filesystem::path programData() { return expandEnvironment(L"%ProgramData%"); }
 

@@ -8,12 +8,13 @@ namespace kelvane::PathUtils {
 
 // Environment variables in %NAME% form replaced (ExpandEnvironmentStringsW). Throws Win32Error.
 std::wstring expandEnvironment(std::wstring_view text);
-std::filesystem::path programFiles();     // %ProgramFiles%
-std::filesystem::path programData();      // %ProgramData%
-std::filesystem::path windowsTemp();      // %WINDIR%\Temp
-std::filesystem::path windowsDirectory(); // of the system, not of the session (GetSystemWindowsDirectoryW)
-std::filesystem::path systemDirectory();  // GetSystemDirectoryW
-std::filesystem::path ownExecutable();    // full path of the running program, of any length
+std::filesystem::path programFiles();      // %ProgramFiles%
+std::filesystem::path knownProgramFiles(); // as the system knows it, whatever the environment says
+std::filesystem::path programData();       // %ProgramData%
+std::filesystem::path windowsTemp();       // %WINDIR%\Temp
+std::filesystem::path windowsDirectory();  // of the system, not of the session (GetSystemWindowsDirectoryW)
+std::filesystem::path systemDirectory();   // GetSystemDirectoryW
+std::filesystem::path ownExecutable();     // full path of the running program, of any length
 
 // A drive-absolute path (D:\Data, \\?\D:\Data) or a device path (\Device\...) without characters that no path may hold.
 // Relative paths, bare drive letters and UNC paths are not valid.

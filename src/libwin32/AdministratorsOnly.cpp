@@ -1,9 +1,13 @@
 #include "libwin32/AdministratorsOnly.h"
 
+#include <aclapi.h>
 #include <sddl.h>
 
 namespace win32 {
 namespace {
+
+constexpr const wchar_t* directorySddl = L"O:BAD:P(A;OICI;FA;;;BA)(A;OICI;FA;;;SY)";
+constexpr const wchar_t* fileSddl = L"O:BAD:P(A;;FA;;;BA)(A;;FA;;;SY)";
 
 UniqueSecurityDescriptor descriptorOf(const wchar_t* sddl) {
     UniqueSecurityDescriptor descriptor;
@@ -14,16 +18,34 @@ UniqueSecurityDescriptor descriptorOf(const wchar_t* sddl) {
 } // namespace
 
 bool createDirectoryForAdministrators(const wchar_t* path) {
-    const auto descriptor = descriptorOf(L"O:BAD:P(A;OICI;FA;;;BA)(A;OICI;FA;;;SY)");
+    const auto descriptor = descriptorOf(directorySddl);
     SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor.get(), FALSE};
     return descriptor && CreateDirectoryW(path, &attributes);
 }
 
 UniqueHandle createFileForAdministrators(const wchar_t* path) {
-    const auto descriptor = descriptorOf(L"O:BAD:P(A;;FA;;;BA)(A;;FA;;;SY)");
+    const auto descriptor = descriptorOf(fileSddl);
     if (!descriptor) return {};
     SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor.get(), FALSE};
-    return UniqueHandle(CreateFileW(path, GENERIC_WRITE, 0, &attributes, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+    // A dangling link would be written through without the flag.
+    return UniqueHandle(CreateFileW(path, GENERIC_WRITE, 0, &attributes, CREATE_NEW,
+                                    FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+}
+
+bool giveToAdministrators(HANDLE directory) {
+    const auto descriptor = descriptorOf(directorySddl);
+    // Not SetSecurityInfo: that would walk the content.
+    return descriptor && SetKernelObjectSecurity(directory,
+                                                 OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION |
+                                                     PROTECTED_DACL_SECURITY_INFORMATION,
+                                                 descriptor.get());
+}
+
+UniqueSecurityDescriptor securityOf(HANDLE file) {
+    UniqueSecurityDescriptor descriptor;
+    SetLastError(GetSecurityInfo(file, SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, nullptr,
+                                 nullptr, nullptr, nullptr, descriptor.put()));
+    return descriptor;
 }
 
 } // namespace win32

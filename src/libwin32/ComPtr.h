@@ -1,6 +1,6 @@
 #pragma once
 
-#include <windows.h>
+#include "libwin32/Handles.h"
 
 #include <combaseapi.h>
 #include <oleauto.h>
@@ -99,5 +99,13 @@ public:
 private:
     VARIANT value_;
 };
+
+// Owns a text that the system allocated for the caller.
+struct TaskMemoryTraits {
+    using Type = wchar_t*;
+    static bool isValid(wchar_t* text) { return text != nullptr; }
+    static void close(wchar_t* text) { CoTaskMemFree(text); }
+};
+using UniqueTaskMemory = UniqueResource<TaskMemoryTraits>;
 
 } // namespace win32

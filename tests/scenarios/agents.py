@@ -3,6 +3,7 @@
 import json
 
 TEMP = r"C:\windows\Temp"
+BASE = r"C:\Program Files\OstravelInstaller"  # where runs work
 VERSION = "23.3.3.264"
 PROPERTIES_KEY = r"HKLM\SOFTWARE\Ostravel\SampleProperties"  # what the sample package was given
 SITE_KEY, AGENT_UID = "c2FtcGxlLXNpdGUta2V5", "5a3c1e0f9b7d4286a1f0c3e5d7b98642"
@@ -36,9 +37,11 @@ def install(endpoint, version=VERSION, **files):
         endpoint.put(rf"{config(version)}\{name}.json", content if isinstance(content, str) else json.dumps(content))
 
 
-def left(endpoint, start):
-    """What lies in the system's temporary directory under a name that begins so."""
-    return [place for place in endpoint.unix(TEMP).iterdir() if place.name.startswith(start)]
+def left(endpoint, start=""):
+    """What lies in the base folder under a name that begins so; logs only where they are asked for."""
+    folder = endpoint.unix(BASE)
+    return [place for place in (folder.iterdir() if folder.exists() else ())
+            if place.name.startswith(start) and (start or place.suffix != ".etl")]
 
 
 def result_file(endpoint, name="SC-exit-code.txt"):
@@ -52,7 +55,7 @@ def finished(endpoint, run, code, lines, result="SC-exit-code.txt"):
         lines = [f"OstravelInstaller {VERSION}", *lines, *epilogue]
     assert (run.code, (run.console or run.printed).splitlines()) == (code, list(lines))
     assert result_file(endpoint, result) == str(code)
-    assert "StuckMonitorError" in run.event_names or not left(endpoint, "OstravelInstaller_")  # a hung child keeps it in use
+    assert "StuckMonitorError" in run.event_names or not left(endpoint, "Run_")  # a hung child keeps it in use
     assert run.reboots or (run.event_names[-1], run.events[-1]["fields"]) == ("OstravelInstaller Done", {"ExitCode": code})
     return run
 

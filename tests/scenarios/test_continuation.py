@@ -30,7 +30,7 @@ def scheduled(endpoint, *parts):
     assert task == {"Path": task["Path"], "Arguments": ARGUMENTS % parts, "Trigger": "boot", "UserId": "S-1-5-18",
                     "RunLevel": 1, "RegisteredLogonType": 5, "StartWhenAvailable": True, "AllowDemandStart": False,
                     "DisallowStartIfOnBatteries": False, "StopIfGoingOnBatteries": False}
-    assert task["Path"].startswith(TEMP + r"\QX_R_") and copy.name == "OstravelInstaller.exe"
+    assert task["Path"].startswith(BASE + r"\QX_R_") and copy.name == "OstravelInstaller.exe"
     assert copy.read_bytes() == endpoint.unix(r"C:\Setup\OstravelInstaller.exe").read_bytes()
     return copy.parent
 

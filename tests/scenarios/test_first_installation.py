@@ -4,10 +4,10 @@ import re
 
 import payload
 import pytest
+from agents import BASE, TEMP, left
 from harness import MSIEXEC, STAND_IN
 
 AGENT = r"HKLM\SOFTWARE\Ostravel\Agent"
-TEMP = r"C:\windows\Temp"
 RUNNING = "Running Kelvane Installer\n"
 UNEXPECTED = "An unexpected error occurred.\n"
 IN_PROGRESS = ("Another MSI installation is already in progress. Complete that installation before before you start "
@@ -24,8 +24,9 @@ EVENTS = ["Hello From OstravelInstaller!", "GetPrivateNamespace", "GetMutex", "I
 def check(endpoint, run, code, printed):
     """A run that came to its end: what it said, and that nothing but its result is left."""
     assert (run.code, run.printed, run.console, run.boxes, run.reboots) == (code, printed, None, [], [])
-    assert [(place.name, place.read_text()) for place in endpoint.unix(TEMP).iterdir() if place.suffix != ".etl"] == [
+    assert [(place.name, place.read_text()) for place in endpoint.unix(TEMP).iterdir()] == [
         ("SC-exit-code.txt", str(code))]
+    assert not left(endpoint)
     assert run.in_order("CreateExitCodeFile", "OstravelInstaller Done") and run.recorded(call="close", kind="namespace")
 
 
@@ -43,17 +44,17 @@ def test_quiet_installation(endpoint):
         "SITE_TOKEN": "dG9rZW4=", "DIAG_UID": "D-1", "INSTALLATION_INITIATOR": "Management", "INSTALLATION_ID": "I-1",
         "CUSTOMER_ID": "a b", "SERVER_PROXY": "proxy:8080", "BST_REINSTALL_REASON": "NoReason", "UILevel": "2"}
     folder = run.events_named("ExtractingResources")[0]["TargetDir"]
-    assert re.fullmatch(r"C:\\windows\\Temp\\OstravelInstaller_[-0-9A-F]{36}\\temp_content", folder)
+    assert re.fullmatch(re.escape(BASE) + r"\\Run_[-0-9A-F]{36}\\temp_content", folder)
     assert package_command(run) == (
         rf'"{MSIEXEC}" CUSTOMER_ID="a b" SERVER_PROXY=proxy:8080 DIAG_UID=D-1 INSTALLATION_INITIATOR=Management /qn '
         rf'/norestart /i "{folder}\KelvaneInstaller.msi" BST_REINSTALL_REASON="NoReason" SITE_TOKEN="dG9rZW4=" '
         'INSTALLATION_ID=I-1')
     assert run.in_order(*EVENTS) and [run.event_names[0], run.event_names[-1]] == [EVENTS[0], EVENTS[-1]]
     assert {event["channel"] for event in run.events} == {11}
-    session, file = re.match(r"logman create trace (OstravelInstallerLogEtwSession_[-0-9A-F]{36}) -o "
-                             r"(C:\\windows\\Temp\\OstravelInstallerLog_\d{4}_\d\d_\d\d_\d\d_\d\d_\d\d\.etl) ",
+    session, file = re.match(r'logman create trace (OstravelInstallerLogEtwSession_[-0-9A-F]{36}) -o '
+                             rf'"({re.escape(BASE)}\\OstravelInstallerLog_\d{{4}}_\d\d_\d\d_\d\d_\d\d_\d\d\.etl)" ',
                              run.logman[0]).groups()
-    assert run.logman == [f"logman create trace {session} -o {file} -max 200 -ets",
+    assert run.logman == [f'logman create trace {session} -o "{file}" -max 200 -ets',
                           *[f"logman update trace {session} -p {{{provider}}} -ets" for provider in PROVIDERS],
                           f"logman stop {session} -fd -ets"]
 

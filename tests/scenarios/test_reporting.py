@@ -10,7 +10,7 @@ from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
 import pytest
 
-from agents import AGENT_UID, SERVER, STATELESS, TEMP, VERSION, install, left
+from agents import AGENT_UID, BASE, SERVER, STATELESS, TEMP, VERSION, install, left
 from harness import BUILD, HOST
 from management import SITE, ManagementServer, chunks, parsed, token
 
@@ -29,7 +29,7 @@ def report(machine, server, *arguments, url=None, **options):
     """A first installation, by the stand-in, and the uploads of that run."""
     earlier = len(server.uploads)
     run = machine.run("-q", "-t", token(url or server.url), *arguments, **options)
-    assert not left(machine, "OstravelInstaller_")
+    assert not left(machine, "Run_")
     return run, server.uploads[earlier:]
 
 
@@ -65,7 +65,7 @@ def test_file_of_the_last_report(machine, server, exit_code, arguments, size, fi
     else:
         assert (last["file"], last["parts"]["LogSizeTooBig"]) == (None, "188743680")
     if file_name == LOG:
-        assert parsed(last)[-1][3] == (machine.unix(TEMP) / last["file"]["file_name"]).read_bytes()
+        assert parsed(last)[-1][3] == (machine.unix(BASE) / last["file"]["file_name"]).read_bytes()
 
 
 @pytest.mark.parametrize("behaviour, received", [("absent", 0), ("500", 9), ("close", 0), ("broken", 9)])

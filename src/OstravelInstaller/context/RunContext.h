@@ -1,5 +1,6 @@
 #pragma once
 
+#include "OstravelInstaller/context/BaseFolder.h"
 #include "OstravelInstaller/context/InstallerResult.h"
 #include "OstravelInstaller/context/PayloadPackage.h"
 #include "OstravelInstaller/context/ReinstallReason.h"
@@ -17,9 +18,11 @@ namespace kelvane::bst {
 
 // All that one run knows; owned by the run driver, handed by reference to every flow.
 struct RunContext {
-    explicit RunContext(const OstravelInstallerCmdLine& commandLine) : cmdLine(commandLine) {}
+    RunContext(const OstravelInstallerCmdLine& commandLine, const BaseFolder& base)
+        : cmdLine(commandLine), baseFolder(base) {}
 
     const OstravelInstallerCmdLine& cmdLine;
+    const BaseFolder& baseFolder;
     TelemetryMetaData telemetry;
     std::filesystem::path logFile;
     std::function<bool()> flushLog; // what the log holds so far is in the file when it returns true

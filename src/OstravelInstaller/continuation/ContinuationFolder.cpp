@@ -1,7 +1,6 @@
 #include "OstravelInstaller/continuation/ContinuationFolder.h"
 
 #include "libkelvane/FileUtilities.h"
-#include "libkelvane/Guid.h"
 #include "libkelvane/JsonUtils.h"
 #include "libkelvane/PathUtils.h"
 #include "libkelvane/UserLog.h"
@@ -24,9 +23,8 @@ bool samePath(const std::filesystem::path& left, const std::filesystem::path& ri
            CSTR_EQUAL;
 }
 
-bool isContinuationFolder(const std::filesystem::path& folder) {
-    return folder.filename().native().starts_with(folderPrefix) &&
-           samePath(folder.parent_path(), PathUtils::windowsTemp());
+bool isContinuationFolder(const BaseFolder& baseFolder, const std::filesystem::path& folder) {
+    return folder.filename().native().starts_with(folderPrefix) && samePath(folder.parent_path(), baseFolder.path());
 }
 
 std::filesystem::path ownFolder() { return PathUtils::withoutLongPrefix(PathUtils::ownExecutable()).parent_path(); }
@@ -58,16 +56,15 @@ std::string jsonOf(const TelemetryMetaData& record) {
 
 } // namespace
 
-std::filesystem::path copySelf() {
+std::filesystem::path copySelf(const BaseFolder& baseFolder) {
     std::filesystem::path folder;
     try {
-        folder = PathUtils::windowsTemp() / (std::wstring(folderPrefix) + newGuid());
-        FileUtilities::createProtectedDirectory(folder);
+        folder = baseFolder.makeFolder(folderPrefix);
         FileUtilities::copyFile(PathUtils::ownExecutable(), folder / copyName);
         return folder / copyName;
     } catch (const std::exception& error) {
         userLog(win32::TraceLevel::Error, error.what());
-        FileUtilities::deleteDirectoryNoThrow(folder);
+        if (!folder.empty()) FileUtilities::deleteDirectoryNoThrow(folder);
         throw std::runtime_error("Failed to create copy of current OstravelInstaller.");
     }
 }
@@ -80,10 +77,10 @@ void saveTelemetryRecord(const std::filesystem::path& folder, const TelemetryMet
     }
 }
 
-std::optional<TelemetryMetaData::Entries> loadSavedTelemetryRecord() noexcept {
+std::optional<TelemetryMetaData::Entries> loadSavedTelemetryRecord(const BaseFolder& baseFolder) noexcept {
     try {
         const auto record = ownFolder() / recordName;
-        if (!isContinuationFolder(ownFolder()) || !FileUtilities::exists(record)) return std::nullopt;
+        if (!isContinuationFolder(baseFolder, ownFolder()) || !FileUtilities::exists(record)) return std::nullopt;
         return entriesOf(JsonUtils::readFile(record));
     } catch (const std::exception& error) {
         userLog(win32::TraceLevel::Error, error.what());
@@ -91,10 +88,10 @@ std::optional<TelemetryMetaData::Entries> loadSavedTelemetryRecord() noexcept {
     }
 }
 
-void cleanUpContinuation() noexcept {
+void cleanUpContinuation(const BaseFolder& baseFolder) noexcept {
     try {
         const auto executable = PathUtils::withoutLongPrefix(PathUtils::ownExecutable());
-        if (!isContinuationFolder(ownFolder())) return;
+        if (!isContinuationFolder(baseFolder, ownFolder())) return;
         const auto unused = [&](const auto& entry) { return !samePath(entry.path.filename(), executable.filename()); };
         for (const auto& path : entriesOf(ownFolder(), unused))
             FileUtilities::deleteDirectoryNoThrow(path);
@@ -103,13 +100,15 @@ void cleanUpContinuation() noexcept {
     }
 }
 
-void removeStaleCopies() noexcept {
+void removeStaleCopies(const BaseFolder& baseFolder) noexcept {
+    if (!baseFolder.usable()) return;
     try {
         const auto own = ownFolder();
         const auto stale = [&](const auto& entry) {
-            return entry.isDirectory() && isContinuationFolder(entry.path) && !samePath(entry.path, own);
+            return entry.isDirectory() && isContinuationFolder(baseFolder, entry.path) && !samePath(entry.path, own) &&
+                   baseFolder.isTrusted(entry.path);
         };
-        for (const auto& folder : entriesOf(PathUtils::windowsTemp(), stale))
+        for (const auto& folder : entriesOf(baseFolder.path(), stale))
             FileUtilities::deleteDirectoryNoThrow(folder);
     } catch (const std::exception& error) {
         userLog(win32::TraceLevel::Error, error.what());

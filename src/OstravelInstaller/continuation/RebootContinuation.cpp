@@ -65,7 +65,7 @@ void registerTask(const std::filesystem::path& executable, const std::wstring& a
 
 bool registerContinuation(const RunContext& context, PostRebootAction action) {
     logEvent(LogLevel::Verbose, "ContinueOnNextBoot", {{"PostRebootAction", static_cast<std::uint32_t>(action)}});
-    const auto copy = copySelf();
+    const auto copy = copySelf(context.baseFolder);
     saveTelemetryRecord(copy.parent_path(), context.telemetry);
     try {
         registerTask(copy, continuationCommandLine(argumentsOf(context, action)));

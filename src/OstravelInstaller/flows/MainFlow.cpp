@@ -24,10 +24,10 @@ void greet(const Options& options) {
     printLine(std::format(L"OstravelInstaller {}", programVersion));
 }
 
-void forgetEarlierRuns(const Options& options) {
+void forgetEarlierRuns(const RunContext& context) {
     deleteContinuationTask();
-    if (options.afterReboot()) {
-        cleanUpContinuation();
+    if (context.cmdLine->afterReboot()) {
+        cleanUpContinuation(context.baseFolder);
     } else {
         removeConfigBackup();
     }
@@ -68,7 +68,7 @@ InstallerResult chooseWay(RunContext& context) {
 InstallerResult runMain(RunContext& context) {
     const Options& options = context.cmdLine.options();
     greet(options);
-    forgetEarlierRuns(options);
+    forgetEarlierRuns(context);
     if (siteTokenMissing(context)) {
         logEvent(LogLevel::Error, "MissingSiteToken");
         return endWith(messages::siteTokenMissing, InstallerResult::SiteTokenMissing);

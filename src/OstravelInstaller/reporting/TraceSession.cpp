@@ -1,5 +1,6 @@
 #include "OstravelInstaller/reporting/TraceSession.h"
 
+#include "libwin32/CommandLine.h"
 #include "libwin32/Text.h"
 
 #include <windows.h>
@@ -28,7 +29,7 @@ constexpr DWORD flushWaitMs = 1100;
 TraceSession::TraceSession(std::wstring name, CommandRunner run) : name_(std::move(name)), run_(std::move(run)) {}
 
 void TraceSession::start(const std::wstring& outputPath) {
-    const std::wstring create = win32::formatText(createFormat, name_, outputPath);
+    const std::wstring create = win32::formatText(createFormat, name_, win32::quoteIfNeeded(outputPath));
     auto exitCode = run_(create);
     if (exitCode && *exitCode != 0 && *exitCode != STILL_ACTIVE) {
         // A session of that name exists.

@@ -11,22 +11,32 @@
 #include "libkelvane/UserLog.h"
 #include "libwin32/Text.h"
 
+#include <stdexcept>
+
 namespace kelvane::bst {
 namespace {
 
-std::filesystem::path chosenDirectory(const Options& options) {
-    if (options.temp_path.given) return std::filesystem::absolute(options.temp_path.value);
-    return PathUtils::windowsTemp() / (L"OstravelInstaller_" + newGuid());
+// A folder of the run's own in the base folder, unless the command line names one.
+void useWorkingDirectory(RunContext& context) {
+    const auto& given = context.cmdLine.options().temp_path;
+    if (given.given) {
+        const auto directory = std::filesystem::absolute(given.value);
+        context.tempDirCreated = FileUtilities::createProtectedDirectories(directory);
+        context.tempDir = directory.wstring();
+    } else {
+        if (!context.baseFolder.usable()) throw std::runtime_error(context.baseFolder.failure());
+        context.tempDir = context.baseFolder.makeFolder(L"Run_").wstring();
+        context.tempDirCreated = true;
+    }
 }
 
 void chooseWorkingDirectory(RunContext& context) {
-    const auto directory = chosenDirectory(context.cmdLine.options());
     try {
-        context.tempDirCreated = FileUtilities::createProtectedDirectories(directory);
-        context.tempDir = directory.wstring();
-    } catch (const std::exception&) {
+        useWorkingDirectory(context);
+    } catch (const std::exception& error) {
         userLog(LogLevel::Error, "The required base directory does not exist and could not be created, falling back to "
                                  "windows temp directory");
+        userLog(LogLevel::Error, error.what());
         context.tempDir = PathUtils::windowsTemp().wstring();
         context.tempDirIsFallback = true;
     }
@@ -62,7 +72,7 @@ void buildRunContext(RunContext& context) {
     context.reinstallReason = reinstallReasonOfName(options.BST_REINSTALL_REASON.value);
     context.forceLogUpload = options.send_log.value;
     context.msiArguments = baseProperties(context);
-    startTelemetry(context, loadSavedTelemetryRecord());
+    startTelemetry(context, loadSavedTelemetryRecord(context.baseFolder));
     if (const auto token = context.siteToken()) context.telemetry.SetValueUtf8(TelemetryKey::siteToken, *token);
 }
 

@@ -49,7 +49,7 @@ InstallerResult dispatch(RunContext& context) {
     forgetEarlierResult(context);
     const PostRebootAction stage = decodePostRebootAction(options.r.value);
     if (checkPendingReboot(context)) return InstallerResult::AlreadyPendingReboot;
-    if (!isContinuationScheduled()) removeStaleCopies();
+    if (!isContinuationScheduled()) removeStaleCopies(context.baseFolder);
     context.payload.extract(context.tempDir);
     if (options.diagnostics_only.value) return runDiagnosticsOnly(context);
     if (options.diagnostics.value) takeDiagnostics(context);

@@ -1,5 +1,6 @@
 #include "OstravelInstaller/run/RunDriver.h"
 
+#include "OstravelInstaller/context/BaseFolder.h"
 #include "OstravelInstaller/context/Messages.h"
 #include "OstravelInstaller/context/ProgramVersion.h"
 #include "OstravelInstaller/reporting/Log.h"
@@ -10,7 +11,6 @@
 #include "OstravelInstallerLib/Console.h"
 #include "OstravelInstallerLib/InstanceMutex.h"
 #include "ProductLib/InstallerEvents.h"
-#include "libkelvane/PathUtils.h"
 #include "libkelvane/UserLog.h"
 #include "libwin32/Win32Error.h"
 
@@ -49,13 +49,13 @@ InstallerResult runGuarded(RunContext& context) {
     }
 }
 
-InstallerResult parseAndRun(Log& log) {
+InstallerResult parseAndRun(Log& log, const BaseFolder& baseFolder) {
     OstravelInstallerCmdLine cmdLine;
     if (!cmdLine.parse() || hasConsoleWindow()) {
         logEvent(LogLevel::Verbose, "OstravelInstallerOutputHandlerExecuted");
         return InstallerResult::UsageShown;
     }
-    RunContext context(cmdLine);
+    RunContext context(cmdLine, baseFolder);
     context.logFile = log.path();
     context.flushLog = [&log] { return log.FlushLog(); };
     buildRunContext(context);
@@ -65,9 +65,9 @@ InstallerResult parseAndRun(Log& log) {
     return context.result;
 }
 
-InstallerResult run(Log& log) noexcept {
+InstallerResult run(Log& log, const BaseFolder& baseFolder) noexcept {
     try {
-        return parseAndRun(log);
+        return parseAndRun(log, baseFolder);
     } catch (const HandledByCommandLineParserError&) {
         logEvent(LogLevel::Verbose, "OstravelInstallerOutputHandlerExecutedInQuietMode");
         return InstallerResult::UsageShown;
@@ -83,14 +83,14 @@ InstallerResult run(Log& log) noexcept {
     }
 }
 
-void runUnderLock(Log& log, InstallerResult& result) {
+void runUnderLock(Log& log, const BaseFolder& baseFolder, InstallerResult& result) {
     InstanceMutex lock(boundaryName, mutexName);
     if (!lock.wait(lockWaitMs)) {
         logEvent(LogLevel::Verbose, "AnotherInstanceAlreadyRunning");
         result = InstallerResult::AnotherInstance;
         return;
     }
-    result = run(log);
+    result = run(log, baseFolder);
     lock.release();
 }
 
@@ -98,14 +98,15 @@ void runUnderLock(Log& log, InstallerResult& result) {
 
 InstallerResult runOstravelInstaller() {
     const UserLog userLog;
-    Log log(PathUtils::windowsTemp());
+    const BaseFolder baseFolder;
+    Log log(baseFolder.path());
     const wchar_t* commandLine = GetCommandLineW();
     logEvent(LogLevel::Verbose, "Hello From OstravelInstaller!",
              {{"Version", programVersion}, {"CommandLine", commandLine ? commandLine : L""}});
 
     InstallerResult result = InstallerResult::UnexpectedError;
     try {
-        runUnderLock(log, result);
+        runUnderLock(log, baseFolder, result);
     } catch (const win32::Win32Error& error) {
         logEvent(LogLevel::Error, "runOstravelInstaller", {{"Value", error.code()}, {"What", error.what()}});
         printLine(messages::unexpectedError);

@@ -79,8 +79,6 @@ std::optional<long long> injectedFault(std::string_view function, std::initializ
 const Registration hooks{PASS(AddDllDirectory),
                          PASS(AssignProcessToJobObject),
                          PASS(CopyFileW),
-                         PASS(CreateDirectoryW),
-                         PASS(CreateFileW),
                          PASS(CreateJobObjectW),
                          PASS(CreateNamedPipeW),
                          PASS(CredReadW),

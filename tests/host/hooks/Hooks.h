@@ -29,6 +29,9 @@ struct Registration {
 // The code with which this call is to fail. Counts the call; holds it where the test scripted a pause.
 std::optional<long long> injectedFault(std::string_view function, std::initializer_list<std::wstring_view> texts);
 
+// Owner, entries and label of what is about to be created, as text; empty when the caller gives none.
+std::wstring sddl(const SECURITY_ATTRIBUTES* attributes);
+
 template <std::size_t N>
 struct Name {
     char text[N]{};

@@ -15,19 +15,6 @@ std::map<std::wstring, std::wstring, std::less<>>& aliases() {
     return *map;
 }
 
-std::wstring sddl(const SECURITY_ATTRIBUTES* attributes) {
-    LPWSTR text = nullptr;
-    if (!attributes ||
-        !ConvertSecurityDescriptorToStringSecurityDescriptorW(
-            attributes->lpSecurityDescriptor, SDDL_REVISION_1,
-            OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION | SACL_SECURITY_INFORMATION, &text, nullptr)) {
-        return {};
-    }
-    std::wstring result(text);
-    LocalFree(text);
-    return result;
-}
-
 HANDLE WINAPI createBoundary(LPCWSTR name, ULONG) { return new std::wstring(L"Global\\private-" + std::wstring(name)); }
 
 BOOL WINAPI addSid(HANDLE* boundary, PSID sid) {
