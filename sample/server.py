@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
 """The sample management server: takes the installer's status reports and uploads on loopback, checks them strictly, keeps them.
 
-    server.py --keep FOLDER [--port N] [--behave slow=SECONDS|500|close|broken|absent] [--certificate PEM]
+    server.py --keep FOLDER [--port N] [--behave BEHAVIOUR] [--certificate PEM]
 
 Prints the port that it listens on. Each request becomes FOLDER/NNN.json (method, path, headers, parts or status, problems) and
-FOLDER/NNN.body (its body's bytes). Text in FOLDER/behave takes the place of `--behave` while the server runs: slow answers late,
-500 refuses, close resets the connection in the middle of the body, broken does not speak HTTP. Absent is for the start: the
-port is reserved, and connections to it are refused.
+FOLDER/NNN.body (its body's bytes). Text in FOLDER/behave takes the place of `--behave` while the server runs: slow=SECONDS answers
+late, STATUS answers with that status (and what belongs to it: another place, a demand for a login), long with 3 MiB of text, cut
+breaks off in the text, drip never ends it; close resets the connection in the middle of the body, broken does not speak HTTP.
+Absent is for the start: the port is reserved, and connections to it are refused.
 """
 
 import argparse
@@ -29,6 +30,8 @@ FILE_HEAD = re.compile(rb'Content-Disposition: form-data; name="([^"\r\n]+)";fil
                        rb"Content-Type: application/octet-string\r\n\r\n")
 UPLOAD_HEADERS = {"content-type": "multipart/form-data; boundary=" + BOUNDARY.decode(), "transfer-encoding": "chunked",
                   "user-agent": "QX-WIN/23.3.3.264"}
+STATUS_HEADERS = {302: [("Location", "/elsewhere/api/v1.6/upload/installer-log")],
+                  401: [("WWW-Authenticate", "NTLM"), ("WWW-Authenticate", 'Basic realm="sample"')]}
 LONGEST_BODY = 256 << 20
 LONGEST_READ = 64 << 10  # at once, however long a chunk claims to be
 
@@ -102,7 +105,8 @@ class Handler(BaseHTTPRequestHandler):
         self.server.keep(record)
         if behaviour.startswith("slow="):
             time.sleep(float(behaviour[5:]))
-        self.answer(500 if behaviour == "500" else 400 if record["problems"] else 200, behaviour, record)
+        status = int(behaviour) if behaviour.isdigit() else 200
+        self.answer(400 if record["problems"] else status, behaviour, record)
 
     def read_request(self, record):
         chunked = self.headers.get("Transfer-Encoding") is not None
@@ -133,12 +137,19 @@ class Handler(BaseHTTPRequestHandler):
             self.wfile.write(b"This is not HTTP\r\n\r\n")
             self.close_connection = True
             return
-        text = json.dumps({"problems": record["problems"]}).encode()
+        text = json.dumps({"problems": record["problems"], "padding": "." * (3 << 20 if behaviour == "long" else 0)}).encode()
+        unfinished = behaviour in ("cut", "drip")
         self.send_response(code)
         self.send_header("Content-Type", "application/json")
-        self.send_header("Content-Length", str(len(text)))
+        self.send_header("Content-Length", str(len(text) + unfinished * LONGEST_BODY))
+        for name, value in STATUS_HEADERS.get(code, []):
+            self.send_header(name, value)
         self.end_headers()
         self.wfile.write(text)
+        while behaviour == "drip":
+            time.sleep(0.05)
+            self.wfile.write(b".")
+        self.close_connection = self.close_connection or unfinished
 
 
 class Server(ThreadingHTTPServer):

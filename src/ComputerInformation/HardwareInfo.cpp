@@ -42,10 +42,11 @@ private:
 
 std::optional<std::wstring> registryText(std::wstring_view path, std::wstring_view valueName) {
     try {
-        return RegKey(HKEY_LOCAL_MACHINE, path).readString(valueName);
-    } catch (const win32::Win32Error& error) {
-        if (error.code() == ERROR_FILE_NOT_FOUND || error.code() == ERROR_PATH_NOT_FOUND) return std::nullopt;
-        throw;
+        const RegKey key(HKEY_LOCAL_MACHINE, path, KEY_WOW64_64KEY);
+        key.open(KEY_READ);
+        return key.readString(valueName);
+    } catch (const win32::NotFoundError&) {
+        return std::nullopt;
     }
 }
 
@@ -133,7 +134,7 @@ DeviceType GetDeviceType() noexcept {
         break;
     }
     if (const auto type = answerOrNothing(typeByChassis)) return *type;
-    userLog(TraceLevel::Error, "The chassis does not tell the device type");
+    userLog(TraceLevel::Verbose, "The chassis does not tell the device type");
     return typeByBattery();
 }
 

@@ -1,6 +1,7 @@
 #include "OstravelInstallerLib/ArgumentNormalizer.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
 
 namespace kelvane::bst {
@@ -54,16 +55,31 @@ private:
         const auto parts = split(argument);
         const auto* option = find(parts.name);
         const bool bareValue = option && option->takesValue && parts.name == option->name && parts.delimiter == "=";
-        if (!option || (parts.dashes == 0 && !bareValue)) {
-            if (isSwitchesWithQuiet(argument)) result_.quiet = true;
+        if (option && (parts.dashes != 0 || bareValue)) {
+            write(*option, parts);
+        } else if (!takeFlags(parts)) {
             result_.arguments.push_back(argument);
-            return;
         }
-        if (option->flag == quietFlag) result_.quiet = true;
-        write(*option, parts);
+    }
+
+    // "-bqt TOKEN": flags behind one dash, of which only the last may take a value.
+    bool takeFlags(SplitArgument parts) {
+        if (parts.dashes != 1 || parts.name.size() < 2) return false;
+        std::vector<const OptionName*> options;
+        for (const char& flag : parts.name)
+            options.push_back(find({&flag, 1}));
+        if (std::ranges::count(options, nullptr) != 0) return false;
+        // Said, whatever is wrong with the rest.
+        if (parts.name.find(quietFlag) != std::string_view::npos) result_.quiet = true;
+        if (std::ranges::any_of(options.begin(), std::prev(options.end()), &OptionName::takesValue)) return false;
+        for (; parts.name.size() > 1; parts.name.remove_prefix(1))
+            result_.arguments.push_back(dashed(parts.name.substr(0, 1)));
+        write(*options.back(), parts);
+        return true;
     }
 
     void write(const OptionName& option, const SplitArgument& parts) {
+        if (option.flag == quietFlag) result_.quiet = true;
         auto name = dashed(parts.name);
         if (option.takesValue && !parts.delimiter.empty()) {
             result_.arguments.push_back(std::move(name));
@@ -73,16 +89,6 @@ private:
             valueFollows_ = option.takesValue;
             result_.arguments.push_back(name.append(parts.delimiter).append(parts.value));
         }
-    }
-
-    // "-bq": flags of several switches behind one dash.
-    bool isSwitchesWithQuiet(std::string_view argument) const {
-        if (argument.size() < 2 || argument[0] != '-' || argument.find(quietFlag) == std::string_view::npos)
-            return false;
-        return std::ranges::all_of(argument.substr(1), [&](const char& flag) {
-            const auto* option = find({&flag, 1});
-            return option && !option->takesValue;
-        });
     }
 
     std::span<const OptionName> declared_;

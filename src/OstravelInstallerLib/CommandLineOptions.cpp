@@ -1,5 +1,6 @@
 #include "OstravelInstallerLib/CommandLineOptions.h"
 
+#include "libkelvane/PathUtils.h"
 #include "libwin32/Text.h"
 
 #include <charconv>
@@ -11,12 +12,21 @@ namespace {
 template <class Value>
 using Member = Option<Value> Options::*;
 
+// What an option's text is for, and so which texts it takes.
+enum class TextUse {
+    AsItIs,
+    Path,       // made full, as seen from where the program was started
+    Identifier, // goes into quotes in other programs' command lines; an empty one is none
+    OneLine,    // goes into the command line of the run after a reboot
+};
+
 // The member's type decides whether the option is a switch, a text or a number; its initial value is the default.
 struct OptionRow {
     const char* name;
     const char* flag;
     std::variant<Member<bool>, Member<std::wstring>, Member<int>, Member<std::uint32_t>> member;
     const char* description = "";
+    TextUse use = TextUse::AsItIs;
 };
 
 // clang-format off
@@ -24,33 +34,33 @@ constexpr OptionRow optionTable[] = {
     {"clean_only", "c", &Options::clean_only, "Defines that installation won't occur after a successful cleaning"},
     {"", "r", &Options::r},
     {"installer_arguments", "a", &Options::installer_arguments, "arguments to the installer"},
-    {"alternative_installer_path", "", &Options::alternative_installer_path, "Path to an alternative installer"},
-    {"fallback_site_token", "t", &Options::fallback_site_token, "Site token in case old site token would not be found automatically"},
-    {"diagnostics_site_token", "d", &Options::diagnostics_site_token, "Site token for diagnostics"},
+    {"alternative_installer_path", "", &Options::alternative_installer_path, "Path to an alternative installer", TextUse::Path},
+    {"fallback_site_token", "t", &Options::fallback_site_token, "Site token in case old site token would not be found automatically", TextUse::Identifier},
+    {"diagnostics_site_token", "d", &Options::diagnostics_site_token, "Site token for diagnostics", TextUse::Identifier},
     {"diagnostics", "", &Options::diagnostics, "Take diagnostics"},
     {"diagnostics_only", "o", &Options::diagnostics_only, "Run to only take diagnostics"},
     {"lm", "l", &Options::lm},
     {"health_check_mode", "H", &Options::health_check_mode, "health check mode"},
     {"pmu", "", &Options::pmu},
     {"reboot_on_need", "b", &Options::reboot_on_need, "Reboot on need"},
-    {"temp_path", "p", &Options::temp_path, "Temporary path for usage"},
+    {"temp_path", "p", &Options::temp_path, "Temporary path for usage", TextUse::Path},
     {"diagnostics_verbosity_level", "v", &Options::diagnostics_verbosity_level},
     {"force", "f", &Options::force},
     {"ignore_pending_reboot_request", "", &Options::ignore_pending_reboot_request},
     {"dont_cleanstall", "", &Options::dont_cleanstall, "Don't reinstall after the initial installation even if it fails (Stateless Upgrade)"},
     {"no_initial_installation", "", &Options::no_initial_installation, "Don't execute an initial installation (Stateless Upgrade)"},
-    {"ppc", "", &Options::ppc},
+    {"ppc", "", &Options::ppc, "", TextUse::OneLine},
     {"dont_preserve_proxy", "", &Options::dont_preserve_proxy, "Do not try to preserve the old proxy configuration"},
     {"dont_preserve_agent_uid", "", &Options::dont_preserve_agent_uid, "Do not try to preserve the old Agent uid"},
     {"dont_preserve_config_dir", "", &Options::dont_preserve_config_dir, "Do not try to preserve the old Agent's config dir (Stateless Upgrade)"},
     {"stateless_upgrade", "", &Options::stateless_upgrade, "Executing a stateless upgrade (when possible, proceeding to re-installation after cleaning without rebooting)"},
     {"qn", "q", &Options::qn, "Quiet mode"},
     {"wait", "", &Options::wait},
-    {"INSTALLATION_INITIATOR", "", &Options::INSTALLATION_INITIATOR},
+    {"INSTALLATION_INITIATOR", "", &Options::INSTALLATION_INITIATOR, "", TextUse::Identifier},
     {"dont_fail_on_config_preserving_failures", "", &Options::dont_fail_on_config_preserving_failures, "Don't fail when failing on retrieving previous Agent's configurations (Stateless Upgrade)"},
-    {"diagnostic_UID", "", &Options::diagnostic_UID},
-    {"INSTALLATION_ID", "", &Options::INSTALLATION_ID},
-    {"tmd", "", &Options::tmd},
+    {"diagnostic_UID", "", &Options::diagnostic_UID, "", TextUse::Identifier},
+    {"INSTALLATION_ID", "", &Options::INSTALLATION_ID, "", TextUse::Identifier},
+    {"tmd", "", &Options::tmd, "", TextUse::OneLine},
     {"send_log", "", &Options::send_log},
     {"af", "", &Options::af},
 };
@@ -120,11 +130,32 @@ std::unique_ptr<ValueArgument<StrictNumber<Number>>> makeArgument(const OptionRo
                                                                  StrictNumber<Number>{initial}, "number");
 }
 
-bool fromParser(bool value) { return value; }
-std::wstring fromParser(const std::string& value) { return win32::toWide(value); }
+[[noreturn]] void refuseValue(const TCLAP::ValueArg<std::string>& argument) {
+    throw TCLAP::ArgParseException("Couldn't read argument value from string '" + argument.getValue() + "'",
+                                   argument.toString());
+}
+
+std::wstring fullPath(const TCLAP::ValueArg<std::string>& argument) {
+    try {
+        return PathUtils::fullPath(win32::toWide(argument.getValue())).native();
+    } catch (const win32::Win32Error&) {
+        refuseValue(argument);
+    }
+}
+
+Option<bool> fromParser(const TCLAP::SwitchArg& argument, TextUse) { return {argument.getValue(), argument.isSet()}; }
+
+Option<std::wstring> fromParser(const TCLAP::ValueArg<std::string>& argument, TextUse use) {
+    const std::string& text = argument.getValue();
+    if (use == TextUse::Path) return {fullPath(argument), argument.isSet()};
+    const auto unfit = std::string_view("\"\r\n\0", 4).substr(use == TextUse::Identifier ? 0 : 1);
+    if (use != TextUse::AsItIs && text.find_first_of(unfit) != std::string::npos) refuseValue(argument);
+    return {win32::toWide(text), argument.isSet() && (use != TextUse::Identifier || !text.empty())};
+}
+
 template <class Number>
-Number fromParser(const StrictNumber<Number>& value) {
-    return value.value;
+Option<Number> fromParser(const TCLAP::ValueArg<StrictNumber<Number>>& argument, TextUse) {
+    return {argument.getValue().value, argument.isSet()};
 }
 
 } // namespace
@@ -135,8 +166,8 @@ CommandLineOptions::CommandLineOptions(TCLAP::CmdLineInterface& commandLine) {
             [&](auto member) {
                 auto argument = makeArgument(row, (Options().*member).value);
                 commandLine.add(*argument);
-                auto read = [member, source = argument.get()](Options& options) {
-                    options.*member = {fromParser(source->getValue()), source->isSet()};
+                auto read = [member, use = row.use, source = argument.get()](Options& options) {
+                    options.*member = fromParser(*source, use);
                 };
                 declared_.push_back({std::move(argument), std::move(read)});
             },

@@ -18,7 +18,8 @@ public:
     // itself.
     explicit CommandLineOptions(TCLAP::CmdLineInterface& commandLine);
 
-    // What was parsed, with defaults for what was not given.
+    // What was parsed, with defaults for what was not given. Throws TCLAP::ArgParseException for a text that the
+    // option cannot take.
     Options read() const;
 
 private:

@@ -3,6 +3,7 @@
 #include "OstravelInstallerLib/CommandLineOptions.h"
 #include "OstravelInstallerLib/Console.h"
 #include "OstravelInstallerLib/InstallerProperty.h"
+#include "ProductLib/InstallerEvents.h"
 #include "libwin32/Handles.h"
 #include "libwin32/Text.h"
 
@@ -33,6 +34,7 @@ public:
     }
 
     void failure(TCLAP::CmdLineInterface& commandLine, TCLAP::ArgException& error) override {
+        logEvent(LogLevel::Error, "CommandLineRefused", {{"Argument", error.argId()}, {"ErrorMsg", error.error()}});
         if (quiet_) throw HandledByCommandLineParserError(error.error());
         openConsole();
         try {

@@ -8,11 +8,19 @@
 #include "libwin32/Win32Error.h"
 
 #include <cstdio>
+#include <utility>
 
 namespace kelvane::bst {
 namespace {
 
 constexpr wchar_t caption[] = L"OstravelInstaller";
+
+bool opensOnDemand = false;
+
+std::string& lastWordKept() {
+    static std::string word;
+    return word;
+}
 
 void allocateConsole() {
     if (AllocConsole()) return;
@@ -42,6 +50,18 @@ bool hasVisibleDesktop() {
     throw ConsoleEnvironmentError();
 }
 
+// A program without a console window may have been given no standard output, or a handle that means nothing to it.
+HANDLE usableOutput() {
+    const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
+    return win32::HandleTraits::isValid(output) && GetFileType(output) != FILE_TYPE_UNKNOWN ? output : nullptr;
+}
+
+HANDLE outputForLine() {
+    if (const HANDLE output = usableOutput()) return output;
+    if (std::exchange(opensOnDemand, false)) openConsole();
+    return usableOutput();
+}
+
 // The line with its end; line ends within it as Windows text has them.
 std::wstring asTextLines(std::wstring_view line) {
     std::wstring text;
@@ -56,14 +76,19 @@ std::wstring asTextLines(std::wstring_view line) {
 
 bool hasConsoleWindow() { return GetConsoleWindow() != nullptr; }
 
+void requireDesktop() {
+    if (!hasVisibleDesktop()) throwNoDesktop();
+}
+
 void openConsole() {
+    requireDesktop();
     if (hasConsoleWindow()) return;
     allocateConsole();
     prepareConsole();
 }
 
 void openInteractiveConsole() {
-    if (!hasVisibleDesktop()) throwNoDesktop();
+    requireDesktop();
     if (hasConsoleWindow()) return;
     try {
         allocateConsole();
@@ -73,10 +98,14 @@ void openInteractiveConsole() {
     prepareConsole();
 }
 
+void openConsoleOnDemand() noexcept { opensOnDemand = true; }
+
 void printLine(std::wstring_view line) noexcept {
+    logEvent(LogLevel::Verbose, "PrintedLine", {{"Line", line}});
     try {
-        const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
-        if (!win32::HandleTraits::isValid(output)) return;
+        lastWordKept() = win32::toUtf8(line);
+        const HANDLE output = outputForLine();
+        if (!output) return;
         const auto text = asTextLines(line);
         DWORD mode = 0;
         DWORD written = 0;
@@ -87,9 +116,19 @@ void printLine(std::wstring_view line) noexcept {
             WriteFile(output, utf8.data(), static_cast<DWORD>(utf8.size()), &written, nullptr);
         }
     } catch (const std::exception&) {
-        // Out of memory: the line is lost.
+        // No console, or out of memory: only the log has the line.
     }
 }
+
+void noteUnprinted(std::string_view reason) noexcept {
+    try {
+        lastWordKept() = reason;
+    } catch (const std::exception&) {
+        // Out of memory: the line before it stays.
+    }
+}
+
+const std::string& lastWord() noexcept { return lastWordKept(); }
 
 void waitForEnter() noexcept {
     for (int c = std::getchar(); c != '\n' && c != EOF;)
@@ -97,7 +136,9 @@ void waitForEnter() noexcept {
 }
 
 bool askYesNo(std::wstring_view question) {
-    return MessageBoxW(nullptr, std::wstring(question).c_str(), caption, MB_YESNO) == IDYES;
+    const bool yes = MessageBoxW(nullptr, std::wstring(question).c_str(), caption, MB_YESNO) == IDYES;
+    logEvent(LogLevel::Verbose, "Question", {{"Question", question}, {"Answer", yes ? "Yes" : "No"}});
+    return yes;
 }
 
 } // namespace kelvane::bst

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
 #include <string_view>
 
 namespace kelvane::bst {
@@ -15,20 +16,33 @@ public:
 // Whether the process has a console window.
 bool hasConsoleWindow();
 
+// Throws ConsoleEnvironmentError when the process has no desktop that anybody sees.
+void requireDesktop();
+
 // Attaches a console, titled "OstravelInstaller", and binds standard input, output and error to it; nothing when there
-// is one already. Throws Win32Error "Could not allocate console", or those of bindStandardStreams.
+// is one already. Throws ConsoleEnvironmentError without a visible desktop, Win32Error "Could not allocate console", or
+// those of bindStandardStreams.
 void openConsole();
 
-// openConsole for an interactive flow: throws ConsoleEnvironmentError when the process has no interactive desktop.
+// openConsole for an interactive flow: a console that cannot be allocated is a ConsoleEnvironmentError, too.
 void openInteractiveConsole();
 
-// One whole line on standard output: to a console as UTF-16, elsewhere as UTF-8. Never throws.
+// From now on the first line that has no standard output to go to opens the console.
+void openConsoleOnDemand() noexcept;
+
+// One whole line on standard output: to a console as UTF-16, elsewhere as UTF-8; also an event. Never throws.
 void printLine(std::wstring_view line) noexcept;
+
+// A reason that is not printed (UTF-8), kept in place of the last line. Never throws.
+void noteUnprinted(std::string_view reason) noexcept;
+// The last printed line or unprinted reason, in UTF-8: what a run that fails has said about it.
+const std::string& lastWord() noexcept;
 
 // Reads one line from standard input and discards it; returns at the end of input as well.
 void waitForEnter() noexcept;
 
-// Asks with a Yes/No box without owner, captioned "OstravelInstaller"; true only for Yes.
+// Asks with a Yes/No box without owner, captioned "OstravelInstaller"; true only for Yes. Question and answer are also
+// an event.
 bool askYesNo(std::wstring_view question);
 
 } // namespace kelvane::bst

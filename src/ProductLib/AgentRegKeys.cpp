@@ -1,6 +1,7 @@
 #include "ProductLib/AgentRegKeys.h"
 
 #include "ProductLib/InstallerEvents.h"
+#include "libkelvane/UserLog.h"
 #include "libwin32/Text.h"
 #include "libwin32/Win32Error.h"
 
@@ -19,7 +20,7 @@ std::optional<std::filesystem::path> agentProgramFolder() {
                                     win32::toUtf8(key.name().append(L"\\").append(inProcessClientsDir)));
         return key.readString(inProcessClientsDir);
     } catch (const win32::Win32Error& error) {
-        bst::logEvent(bst::LogLevel::Error, event, {{"Message", message}, {"ErrorMsg", error.what()}});
+        bst::logEvent(failureLevel(error), event, {{"Message", message}, {"ErrorMsg", error.what()}});
         return std::nullopt;
     }
 }

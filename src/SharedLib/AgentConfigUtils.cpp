@@ -2,9 +2,10 @@
 
 #include "ProductLib/AgentRegKeys.h"
 #include "ProductLib/InstallerEvents.h"
-#include "ProductLib/ServiceStatus.h"
+#include "SharedLib/PatientQuestion.h"
 #include "libkelvane/FileUtilities.h"
 #include "libkelvane/JsonUtils.h"
+#include "libwin32/Services.h"
 #include "libwin32/Text.h"
 #include "libwin32/Win32Error.h"
 
@@ -29,6 +30,28 @@ bool isPlaceholderServer(const std::string& server) {
         placeholders, [&](std::wstring_view placeholder) { return win32::equalsIgnoringAsciiCase(wide, placeholder); });
 }
 
+// A text that may go into a record, a header or a command line.
+std::string readText(const web::json::value& config, std::string_view field) {
+    auto text = JsonUtils::getString(config, field);
+    if (win32::hasControlCharacter(text))
+        throw std::runtime_error(std::string(field) + " field holds a control character");
+    return text;
+}
+
+std::string readTextOrNone(const web::json::value& config, std::string_view field) noexcept {
+    try {
+        return readText(config, field);
+    } catch (const std::exception&) {
+        return {};
+    }
+}
+
+// Members of another form are none: they say nothing about the proxy.
+bool hasRealServer(const web::json::value& config) {
+    const auto server = readTextOrNone(config, "mgmtServer");
+    return !server.empty() && !isPlaceholderServer(server) && !readTextOrNone(config, "site").empty();
+}
+
 // When the agent last reached its server, as its 64-bit time stamp; "unknown" when that cannot be read.
 std::wstring mgmtLastSeen() {
     try {
@@ -43,7 +66,10 @@ std::wstring mgmtLastSeen() {
 } // namespace
 
 std::string readAgentUid(const std::filesystem::path& configDir) {
-    return JsonUtils::getString(JsonUtils::readFile(configDir / agentUidFile), "_uid");
+    auto uid = readText(JsonUtils::readFile(configDir / agentUidFile), "_uid");
+    if (uid.empty()) throw std::runtime_error("_uid field is empty");
+    if (uid.find_first_of(" \"") != std::string::npos) throw std::runtime_error("_uid field fits no property");
+    return uid;
 }
 
 bool readIsVdi(const std::filesystem::path& configDir) {
@@ -52,19 +78,17 @@ bool readIsVdi(const std::filesystem::path& configDir) {
 
 ManagementSettings readManagementSettings(const std::filesystem::path& configDir) {
     const auto config = JsonUtils::readFile(configDir / userConfigFile);
-    return {JsonUtils::getString(config, "mgmtServer"), JsonUtils::getString(config, "site")};
+    return {readText(config, "mgmtServer"), readText(config, "site")};
 }
 
 std::optional<std::string> readProxy(const std::filesystem::path& configDir) {
     const auto config = JsonUtils::readFile(configDir / userConfigFile);
-    const auto server = JsonUtils::getString(config, "mgmtServer");
-    const auto site = JsonUtils::getString(config, "site");
-    if (server.empty() || site.empty() || isPlaceholderServer(server)) return std::nullopt;
-    return JsonUtils::getString(config, "proxy");
+    if (!hasRealServer(config)) return std::nullopt;
+    return JsonUtils::hasField(config, "proxy") ? readText(config, "proxy") : std::string();
 }
 
 std::string readSiteKey(const std::filesystem::path& configDir) {
-    return JsonUtils::getString(JsonUtils::readFile(configDir / userConfigFile), "site_key");
+    return readText(JsonUtils::readFile(configDir / userConfigFile), "site_key");
 }
 
 bool readUwfMode(const std::filesystem::path& configDir) {
@@ -74,17 +98,15 @@ bool readUwfMode(const std::filesystem::path& configDir) {
     return JsonUtils::hasField(config, "uwfMode") && JsonUtils::getBoolean(config, "uwfMode");
 }
 
-bool agentReady(const InstalledAgentInfo& agent) noexcept {
-    try {
-        const bool running = isServiceRunning(L"KelvaneAgent");
-        const bool configured = agent.configDir && validConfigDir(*agent.configDir);
+bool agentReady(const InstalledAgentInfo& agent) {
+    const auto& configDir = agent.configDir ? agent.configDir : agent.unjudgedConfigDir;
+    return askPatiently("InstalledAgentReadinessFailed", [&] {
+        const bool running = win32::serviceState(L"KelvaneAgent") == DWORD{SERVICE_RUNNING};
+        const bool configured = configDir && validConfigDir(*configDir);
         logEvent(LogLevel::Verbose, "InstalledAgentReadiness",
                  {{"ServiceRunning", running}, {"ConfigDirValid", configured}, {"MgmtLastSeen", mgmtLastSeen()}});
         return running && configured;
-    } catch (const std::exception& error) {
-        logEvent(LogLevel::Error, "InstalledAgentReadinessFailed", {{"ErrorMsg", error.what()}});
-        return false;
-    }
+    });
 }
 
 } // namespace kelvane

@@ -66,6 +66,11 @@ std::optional<std::filesystem::path> validConfigDir(const std::filesystem::path&
     return valid ? std::optional(path) : std::nullopt;
 }
 
+bool isBelowProgramFiles(const std::filesystem::path& path) {
+    const std::wstring full = PathUtils::fullPath(path).native();
+    return startsWithIgnoringCase(full, PathUtils::programFiles().native() + L'\\');
+}
+
 std::filesystem::path programOfImagePath(wstring_view imagePath) {
     const std::wstring expanded = PathUtils::expandEnvironment(imagePath);
     wstring_view program = expanded;

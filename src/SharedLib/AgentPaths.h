@@ -18,6 +18,9 @@ std::filesystem::path configDirFromAgentPath(const std::filesystem::path& path);
 // Throws filesystem_error "status", "exists".
 std::optional<std::filesystem::path> validConfigDir(const std::filesystem::path& path);
 
+// Whether the path leads into Program Files, where only administrators and the system write. Throws Win32Error.
+bool isBelowProgramFiles(const std::filesystem::path& path);
+
 // The program's path in a service's ImagePath: without quotes, arguments and kernel prefixes, environment variables
 // replaced. Throws Win32Error.
 std::filesystem::path programOfImagePath(std::wstring_view imagePath);

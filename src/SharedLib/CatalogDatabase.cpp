@@ -2,6 +2,7 @@
 
 #include "SharedLib/NotSupportedException.h"
 #include "libkelvane/FileUtilities.h"
+#include "libwin32/FileTree.h"
 #include "libwin32/Text.h"
 #include "libwin32/Win32Error.h"
 
@@ -32,8 +33,7 @@ bool isRegularFile(const std::filesystem::path& path) {
         return (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE)) == 0;
     }
     const DWORD code = GetLastError();
-    constexpr DWORD missing[] = {ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND, ERROR_BAD_NETPATH, ERROR_INVALID_NAME};
-    if (std::ranges::find(missing, code) != std::end(missing)) return false;
+    if (win32::isNotFound(code) || code == ERROR_INVALID_NAME) return false;
     throw std::filesystem::filesystem_error("directory_entry::status", path,
                                             {static_cast<int>(code), std::system_category()});
 }

@@ -20,6 +20,16 @@ using bst::LogLevel;
 constexpr const wchar_t* upgradeCode = L"{95B9AB60-3BED-4C47-AFC0-E5876A75512A}";
 constexpr std::size_t productCodeLength = 38;
 
+bool isInstalled(const wchar_t* product, MSIINSTALLCONTEXT context) {
+    DWORD length = 0;
+    return MsiGetProductInfoExW(product, nullptr, context, L"VersionString", nullptr, &length) != ERROR_UNKNOWN_PRODUCT;
+}
+
+// What somebody installed for himself alone is no agent of this machine: he may say of it what he likes.
+bool isUsersOwn(const wchar_t* product) {
+    return isInstalled(product, MSIINSTALLCONTEXT_USERUNMANAGED) && !isInstalled(product, MSIINSTALLCONTEXT_MACHINE);
+}
+
 } // namespace
 
 AgentFolders agentFoldersIn(const std::filesystem::path& productFolder) {
@@ -73,7 +83,7 @@ std::vector<std::wstring> relatedProducts() {
         const UINT result = MsiEnumRelatedProductsW(upgradeCode, 0, index, product);
         if (result == ERROR_NO_MORE_ITEMS) return products;
         if (result != ERROR_SUCCESS) win32::throwWin32("MsiEnumRelatedProductsW", result);
-        products.emplace_back(product);
+        if (!isUsersOwn(product)) products.emplace_back(product);
     }
 }
 

@@ -28,7 +28,8 @@ void removeLeftoverAgentFolders() noexcept;
 // registry records. None when there is no such file. Throws filesystem_error "exists".
 std::optional<std::filesystem::path> cachedAgentPackage();
 
-// The product codes that are related to the agent's upgrade code. Throws Win32Error "MsiEnumRelatedProductsW".
+// The product codes that are related to the agent's upgrade code, without a user's own. Throws Win32Error
+// "MsiEnumRelatedProductsW".
 std::vector<std::wstring> relatedProducts();
 // The VersionString of an installed product, missing parts 0; none when it is no version.
 // Throws Win32Error "MsiGetProductInfoW".

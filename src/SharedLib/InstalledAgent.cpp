@@ -3,6 +3,9 @@
 #include "ProductLib/AgentRegKeys.h"
 #include "ProductLib/InstallerEvents.h"
 #include "SharedLib/InstallationUtils.h"
+#include "SharedLib/PatientQuestion.h"
+#include "libkelvane/FileUtilities.h"
+#include "libkelvane/UserLog.h"
 #include "libwin32/Services.h"
 #include "libwin32/Text.h"
 #include "libwin32/VersionResource.h"
@@ -10,6 +13,7 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 
 namespace kelvane {
 namespace {
@@ -18,33 +22,31 @@ using bst::logEvent;
 using bst::LogLevel;
 using std::filesystem::path;
 
-struct Finding {
-    AgentVersion version;
-    std::optional<path> configDir;
-};
-using MaybeFinding = std::optional<Finding>;
+using MaybeFinding = std::optional<InstalledAgentInfo>;
 
 // A configuration directory that cannot be judged does not make the version found with it worthless.
-std::optional<path> configDirOrNone(const path& candidate) {
+InstalledAgentInfo finding(const AgentVersion& version, const path& configDir) {
     try {
-        return validConfigDir(candidate);
+        return {version, true, validConfigDir(configDir), std::nullopt};
     } catch (const std::exception& error) {
-        logEvent(LogLevel::Error, "ConfigDirUnreadable", {{"Path", candidate.native()}, {"ErrorMsg", error.what()}});
-        return std::nullopt;
+        logEvent(LogLevel::Error, "ConfigDirUnreadable", {{"Path", configDir.native()}, {"ErrorMsg", error.what()}});
+        return {version, true, std::nullopt, configDir};
     }
 }
 
 MaybeFinding findingFromPath(const path& agentPath) {
     const auto version = versionFromAgentPath(agentPath.native());
     if (!version) return std::nullopt;
-    return Finding{*version, configDirOrNone(configDirFromAgentPath(agentPath))};
+    return finding(*version, configDirFromAgentPath(agentPath));
 }
 
 MaybeFinding fromExeFile() {
     const auto folder = AgentRegKeys::agentProgramFolder();
     if (!folder) return std::nullopt;
-    const auto [major, minor, build, revision] = win32::fileVersion(*folder / L"KelvaneAgent.exe");
-    return Finding{{major, minor, build, revision}, configDirOrNone(*folder / L"config")};
+    const auto program = *folder / L"KelvaneAgent.exe";
+    if (!FileUtilities::exists(program)) return std::nullopt;
+    const auto [major, minor, build, revision] = win32::fileVersion(program);
+    return finding({major, minor, build, revision}, *folder / L"config");
 }
 
 MaybeFinding fromConfigBaseDir() {
@@ -52,19 +54,21 @@ MaybeFinding fromConfigBaseDir() {
     try {
         recorded = AgentRegKeys::agentKey().readString(AgentRegKeys::configBaseDir);
     } catch (const win32::Win32Error& error) {
-        logEvent(LogLevel::Error, "FailedGettingAgentConfigDirFromRegistry", {{"ErrorMsg", error.what()}});
+        logEvent(failureLevel(error), "FailedGettingAgentConfigDirFromRegistry", {{"ErrorMsg", error.what()}});
         return std::nullopt;
     }
     const auto version = versionFromAgentPath(recorded.native());
-    return version ? MaybeFinding({*version, configDirOrNone(recorded)}) : std::nullopt;
+    return version ? MaybeFinding(finding(*version, recorded)) : std::nullopt;
 }
 
+// Of the machine: HKEY_CLASSES_ROOT shows the user's classes before them.
 MaybeFinding fromTypeLib(const wchar_t* guid) {
     try {
-        const RegKey key(HKEY_CLASSES_ROOT, win32::formatText(L"TypeLib\\%s\\1.0\\0\\%s", guid, L"win64"));
-        return findingFromPath(key.readString(L""));
+        const auto name = win32::formatText(L"TypeLib\\%s\\1.0\\0\\%s", guid, L"win64");
+        const path library = RegKey(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Classes\\" + name).readString(L"");
+        return isBelowProgramFiles(library) ? findingFromPath(library) : std::nullopt;
     } catch (const std::exception& error) {
-        logEvent(LogLevel::Error, "FailedDeterminingAgentPathByTypeLib",
+        logEvent(failureLevel(error), "FailedDeterminingAgentPathByTypeLib",
                  {{"TypeLibGuid", guid}, {"ErrorMsg", error.what()}});
         return std::nullopt;
     }
@@ -80,7 +84,7 @@ MaybeFinding fromServiceRegistry() {
     try {
         return findingFromPath(programOfImagePath(key.readString(L"ImagePath")));
     } catch (const std::exception& error) {
-        logEvent(LogLevel::Error, "FailedDeterminingAgentPathByServiceRegistry",
+        logEvent(failureLevel(error), "FailedDeterminingAgentPathByServiceRegistry",
                  {{"RegistryPath", key.name()}, {"ErrorMsg", error.what()}});
         return std::nullopt;
     }
@@ -88,21 +92,20 @@ MaybeFinding fromServiceRegistry() {
 
 // The newest version, and the first valid configuration directory among the folders of that version.
 MaybeFinding fromLeftovers() {
-    MaybeFinding finding;
+    MaybeFinding found;
     for (const auto& [version, folder] : leftoverAgentFolders()) {
-        if (!finding) finding = Finding{version, std::nullopt};
-        if (version != finding->version) {
+        if (found && version != found->version) {
             logEvent(LogLevel::Verbose, "PassingOverAgentLeftovers", {{"Path", folder.native()}});
-        } else if (!finding->configDir) {
-            finding->configDir = configDirOrNone(configDirFromAgentPath(folder));
+        } else if (!found || !found->configDir) {
+            found = finding(version, configDirFromAgentPath(folder));
         }
     }
-    return finding;
+    return found;
 }
 
 MaybeFinding fromMsiApi() {
     for (const auto& product : relatedProducts()) {
-        if (const auto version = productVersion(product)) return Finding{*version, std::nullopt};
+        if (const auto version = productVersion(product)) return InstalledAgentInfo{*version, true, {}, {}};
     }
     return std::nullopt;
 }
@@ -131,50 +134,57 @@ MaybeFinding ask(const Source& source) {
     }
 }
 
-void logFinding(const Source& source, const Finding& finding) {
-    const auto version = finding.version.str();
+void logFinding(const Source& source, const InstalledAgentInfo& found) {
+    const auto version = found.version.str();
     if (source.knowsConfigDir) {
-        const auto configPath = finding.configDir ? finding.configDir->native() : std::wstring();
+        const auto configPath = found.configDir ? found.configDir->native() : std::wstring();
         logEvent(LogLevel::Verbose, source.event, {{"InstalledVersion", version}, {"ConfigPath", configPath}});
     } else {
         logEvent(LogLevel::Verbose, source.event, {{"InstalledVersion", version}});
     }
 }
 
+bool anyRelatedProduct() { return !relatedProducts().empty(); }
+
+bool agentServiceExists() { return win32::serviceState(L"KelvaneAgent").has_value(); }
+
+// What the system knows of an agent, whatever the agent's own traces say.
+struct Probe {
+    bool (*ask)();
+    const char* failureEvent;
+};
+constexpr Probe probes[] = {{&anyRelatedProduct, "RelatedProductsUnknown"},
+                            {&agentServiceExists, "DoesAnyKelvaneServiceExistsFailed"}};
+
 } // namespace
 
 InstalledAgentInfo findInstalledAgent() noexcept {
     for (const Source& source : sources) {
-        const auto finding = ask(source);
-        if (!finding) continue;
-        logFinding(source, *finding);
-        return {finding->version, true, finding->configDir};
+        const auto found = ask(source);
+        if (!found) continue;
+        logFinding(source, *found);
+        return *found;
     }
     logEvent(LogLevel::Verbose, "InstalledAgentVersionNotFound");
     return {};
 }
 
-bool anyRelatedProduct() noexcept {
-    try {
-        return !relatedProducts().empty();
-    } catch (const std::exception& error) {
-        logEvent(LogLevel::Error, "RelatedProductsUnknown", {{"ErrorMsg", error.what()}});
-        return false;
+bool agentRegistered() {
+    std::exception_ptr unanswered;
+    for (const Probe& probe : probes) {
+        try {
+            if (askPatiently(probe.failureEvent, probe.ask)) return true;
+        } catch (const std::exception&) {
+            unanswered = std::current_exception();
+        }
     }
+    if (unanswered) std::rethrow_exception(unanswered);
+    return false;
 }
 
-bool agentServiceExists() noexcept {
-    try {
-        return win32::serviceState(L"KelvaneAgent").has_value();
-    } catch (const std::exception& error) {
-        logEvent(LogLevel::Error, "DoesAnyKelvaneServiceExistsFailed", {{"ErrorMsg", error.what()}});
-        return false;
-    }
-}
-
-bool agentStillInstalled() noexcept {
+bool agentStillInstalled() {
     const auto finds = [](const Source& source) { return source.find != &fromLeftovers && ask(source).has_value(); };
-    return std::ranges::any_of(sources, finds) || anyRelatedProduct() || agentServiceExists();
+    return std::ranges::any_of(sources, finds) || agentRegistered();
 }
 
 } // namespace kelvane

@@ -1,5 +1,6 @@
 #include "SharedLib/SystemFacts.h"
 
+#include "libwin32/FileTree.h"
 #include "libwin32/Handles.h"
 #include "libwin32/Text.h"
 #include "libwin32/Win32Error.h"
@@ -21,10 +22,10 @@ std::optional<Identity> identityOf(const std::filesystem::path& path) {
     if (handle && GetFileInformationByHandle(handle.get(), &information)) {
         return Identity(information.dwVolumeSerialNumber, information.nFileIndexHigh, information.nFileIndexLow);
     }
-    const auto code = static_cast<int>(GetLastError());
-    if (code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND) return std::nullopt;
+    const DWORD code = GetLastError();
+    if (win32::isNotFound(code)) return std::nullopt;
     throw std::runtime_error(
-        win32::toUtf8(win32::formatText(L"std::filesystem::equivalent failed with error: %d", code)));
+        win32::toUtf8(win32::formatText(L"std::filesystem::equivalent failed with error: %d", static_cast<int>(code))));
 }
 
 } // namespace

@@ -55,7 +55,8 @@ void checkSystemRequirements(const std::wstring& dataFolder, const SystemRequire
 }
 
 std::wstring agentDataFolder(const std::optional<std::wstring>& propertyValue) {
-    return propertyValue && !propertyValue->empty() ? *propertyValue : PathUtils::programData().wstring();
+    return propertyValue && !propertyValue->empty() ? *propertyValue
+                                                    : (PathUtils::programData() / L"Ostravel").wstring();
 }
 
 } // namespace kelvane::system_requirements

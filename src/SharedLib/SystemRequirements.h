@@ -31,7 +31,8 @@ void checkSystemRequirements(const std::wstring& dataFolder, const SystemRequire
 
 // The package's property that moves the agent's data directory.
 inline constexpr wchar_t agentDataDirProperty[] = L"CUSTOM_DATA_DIR";
-// The folder whose space and place are checked: the value of that property when it is given, else %ProgramData%.
+// The folder whose space and place are checked: the value of that property when it is given, else
+// %ProgramData%\Ostravel.
 std::wstring agentDataFolder(const std::optional<std::wstring>& propertyValue);
 
 } // namespace kelvane::system_requirements

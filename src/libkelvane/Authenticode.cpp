@@ -31,33 +31,36 @@ public:
     TrustQuery(const TrustQuery&) = delete;
     TrustQuery& operator=(const TrustQuery&) = delete;
     ~TrustQuery() {
+        if (!verified_) return;
         data_.dwStateAction = WTD_STATEACTION_CLOSE;
-        run();
+        call();
     }
 
     // 0 when the signer is trusted, else why not.
-    LONG run() noexcept {
+    LONG run() {
+        const LONG verdict = call();
+        verified_ = true;
+        return verdict;
+    }
+
+private:
+    LONG call() {
         GUID action = WINTRUST_ACTION_GENERIC_VERIFY_V2;
         return win32::statusOf(
             [&] { return WinVerifyTrust(static_cast<HWND>(INVALID_HANDLE_VALUE), &action, &data_); });
     }
 
-private:
+    bool verified_ = false;
     WINTRUST_FILE_INFO file_{};
     WINTRUST_DATA data_{};
 };
 
 } // namespace
 
-bool isSignerTrusted(const std::filesystem::path& file) noexcept {
+bool isSignerTrusted(const std::filesystem::path& file) {
     const LONG verdict = TrustQuery(file.c_str()).run();
     if (verdict == ERROR_SUCCESS) return true;
-    try {
-        userLog(win32::TraceLevel::Error,
-                std::format("signer not trusted: {:#x}", static_cast<std::uint32_t>(verdict)));
-    } catch (const std::exception&) {
-        // Out of memory: the record is lost.
-    }
+    userLog(win32::TraceLevel::Error, std::format("signer not trusted: {:#x}", static_cast<std::uint32_t>(verdict)));
     return false;
 }
 

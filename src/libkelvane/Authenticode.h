@@ -5,7 +5,7 @@
 namespace kelvane::authenticode {
 
 // Whether the file carries a valid Authenticode signature whose signer this machine trusts (WinVerifyTrust). Shows
-// nothing and asks no network. Never throws: a file that cannot be judged is not trusted, and the reason is logged.
-bool isSignerTrusted(const std::filesystem::path& file) noexcept;
+// nothing and asks no network. A file that cannot be judged is not trusted, and the reason is logged.
+bool isSignerTrusted(const std::filesystem::path& file);
 
 } // namespace kelvane::authenticode

@@ -31,9 +31,7 @@ DWORD attributesIfAny(const char* operation, const std::filesystem::path& path) 
     const DWORD attributes = GetFileAttributesW(longPath(path).c_str());
     if (attributes != INVALID_FILE_ATTRIBUTES) return attributes;
     const DWORD code = GetLastError();
-    if (code != ERROR_FILE_NOT_FOUND && code != ERROR_PATH_NOT_FOUND && code != ERROR_BAD_NETPATH) {
-        throwFilesystemError(operation, path, code);
-    }
+    if (!win32::isNotFound(code)) throwFilesystemError(operation, path, code);
     return INVALID_FILE_ATTRIBUTES;
 }
 
@@ -51,7 +49,7 @@ bool isDirectoryNow(const std::filesystem::path& path) {
 // The path and those of its parents that are not directories yet, topmost first.
 std::vector<std::filesystem::path> missingLevels(const std::filesystem::path& path) {
     std::vector<std::filesystem::path> missing;
-    auto level = PathUtils::withoutLongPrefix(path).lexically_normal();
+    auto level = PathUtils::withoutLongPrefix(longPath(PathUtils::withoutLongPrefix(path)));
     if (!level.has_filename()) level = level.parent_path();
     while (level.has_relative_path() && !isDirectoryNow(level)) {
         missing.push_back(level);
@@ -213,6 +211,7 @@ bool createProtectedDirectories(const std::filesystem::path& path) {
     for (const auto& level : missing) {
         win32::check(win32::createDirectoryForAdministrators(longPath(level).c_str()), "createProtectedDirectories");
     }
+    if (missing.empty() && !isDirectoryNow(path)) win32::throwWin32("createProtectedDirectories", ERROR_PATH_NOT_FOUND);
     return !missing.empty();
 }
 

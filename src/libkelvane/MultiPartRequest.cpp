@@ -15,7 +15,16 @@ namespace {
 constexpr std::string_view boundary = "---------------------------boundary";
 constexpr std::string_view lineEnd = "\r\n";
 
-std::string delimiter() { return std::string("--").append(boundary).append(lineEnd); }
+std::string dashBoundary() { return std::string("--").append(boundary); }
+
+std::string delimiter() { return dashBoundary().append(lineEnd); }
+
+// A value stands at the start of a line, where the boundary would end its part.
+std::string partValue(std::wstring_view value) {
+    std::string text = win32::toUtf8(value);
+    if (text.starts_with(dashBoundary())) text.insert(0, 1, ' ');
+    return text;
+}
 
 } // namespace
 
@@ -128,7 +137,7 @@ void MultiPartRequest::addText(std::string text) {
 bool MultiPartRequest::AddTextPart(std::wstring_view name, std::wstring_view value) {
     if (finished_) return false;
     addText(delimiter() + "Content-Disposition: form-data; name=\"" + win32::toUtf8(name) + "\"" + "\r\n\r\n" +
-            win32::toUtf8(value) + std::string(lineEnd));
+            partValue(value) + std::string(lineEnd));
     return true;
 }
 
@@ -152,7 +161,7 @@ bool MultiPartRequest::AddFilePart(std::wstring_view name, const std::filesystem
 
 bool MultiPartRequest::Finish() {
     if (finished_) return false;
-    addText(std::string("--").append(boundary).append("--").append(lineEnd));
+    addText(dashBoundary().append("--").append(lineEnd));
     using concurrency::streams::details::basic_streambuf;
     // Shares the ownership of the whole body: the library may read until a request given up on is closed.
     const std::shared_ptr<basic_streambuf<std::uint8_t>> source(body_, body_->adapter.streambuf().get_base().get());

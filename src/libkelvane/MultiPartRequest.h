@@ -54,7 +54,8 @@ public:
     MultiPartRequest(const MultiPartRequest&) = delete;
     MultiPartRequest& operator=(const MultiPartRequest&) = delete;
 
-    // Each returns false, and adds nothing, once the request is finished.
+    // Each returns false, and adds nothing, once the request is finished. A text's name and value hold no line breaks;
+    // a value that begins like a delimiter gets a blank in front.
     bool AddTextPart(std::wstring_view name, std::wstring_view value);
     // Throws std::runtime_error when the file cannot be opened. Without a file name it is the path's last component.
     bool AddFilePart(std::wstring_view name, const std::filesystem::path& path, std::wstring_view fileName);

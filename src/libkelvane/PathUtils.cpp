@@ -1,6 +1,7 @@
 #include "libkelvane/PathUtils.h"
 
 #include "libwin32/ComPtr.h"
+#include "libwin32/Text.h"
 #include "libwin32/Win32Error.h"
 
 #include <shlobj.h>
@@ -11,6 +12,7 @@ namespace kelvane::PathUtils {
 namespace {
 
 constexpr std::wstring_view longPathPrefix = L"\\\\?\\";
+constexpr std::wstring_view longUncPrefix = L"\\\\?\\UNC";
 constexpr std::wstring_view devicePathPrefix = L"\\Device\\";
 constexpr std::wstring_view invalidPathCharacters = L"*?\"<>|";
 constexpr std::wstring_view invalidNameCharacters = L"\\/?\"<>|";
@@ -33,6 +35,14 @@ std::wstring filledText(const char* call, Fill fill, std::source_location place 
 bool isDriveAbsolute(std::wstring_view path) {
     const wchar_t letter = path.size() < 3 ? L'\0' : static_cast<wchar_t>(path[0] | 0x20);
     return letter >= L'a' && letter <= L'z' && path[1] == L':' && (path[2] == L'\\' || path[2] == L'/');
+}
+
+bool isSeparator(wchar_t c) { return c == L'\\' || c == L'/'; }
+
+// \\server\share\..., and neither \\?\... nor \\.\... .
+bool isUnc(std::wstring_view path) {
+    return path.size() > 2 && isSeparator(path[0]) && isSeparator(path[1]) && !isSeparator(path[2]) &&
+           path[2] != L'?' && path[2] != L'.';
 }
 
 bool hasValidComponents(std::wstring_view path) {
@@ -89,16 +99,35 @@ bool isPathValid(std::wstring_view path) {
     return path.find_first_of(invalidPathCharacters) == std::wstring_view::npos && isDriveAbsolute(path);
 }
 
+bool isAbsolute(const std::filesystem::path& path) {
+    return isDriveAbsolute(path.native()) || isUnc(path.native()) || path.native().starts_with(longPathPrefix);
+}
+
+std::filesystem::path fullPath(const std::filesystem::path& path) {
+    if (path.empty()) return path;
+    const auto source = withoutLongPrefix(path);
+    return filledText("GetFullPathNameW", [&](wchar_t* buffer, DWORD size) {
+        return GetFullPathNameW(source.c_str(), size, buffer, nullptr);
+    });
+}
+
+// Windows takes a prefixed path literally, so "." and "/" have to be resolved here.
 std::filesystem::path longPath(const std::filesystem::path& path) {
-    if (!isDriveAbsolute(path.native())) return path;
-    // Windows takes a prefixed path literally, so "." and "/" have to be resolved here.
-    auto normal = path.lexically_normal();
-    return std::wstring(longPathPrefix) + normal.make_preferred().native();
+    const auto normal = [](const std::filesystem::path& plain) { return plain.lexically_normal().make_preferred(); };
+    if (isDriveAbsolute(path.native())) return std::wstring(longPathPrefix) + normal(path).native();
+    if (isUnc(path.native())) return std::wstring(longUncPrefix) + normal(path.native().substr(1)).native();
+    return path;
 }
 
 std::filesystem::path withoutLongPrefix(const std::filesystem::path& path) {
     const std::wstring_view text = path.native();
-    return text.starts_with(longPathPrefix) ? text.substr(longPathPrefix.size()) : text;
+    const auto unc = text.substr(0, longUncPrefix.size());
+    if (win32::equalsIgnoringAsciiCase(unc, longUncPrefix) && text.substr(unc.size()).starts_with(L'\\')) {
+        return L'\\' + std::wstring(text.substr(unc.size()));
+    }
+    if (!text.starts_with(longPathPrefix)) return path;
+    const auto plain = text.substr(longPathPrefix.size());
+    return isDriveAbsolute(plain) ? plain : path;
 }
 
 std::wstring devicePathOfDrive(wchar_t letter) {

@@ -20,10 +20,18 @@ std::filesystem::path ownExecutable();     // full path of the running program, 
 // Relative paths, bare drive letters and UNC paths are not valid.
 bool isPathValid(std::wstring_view path);
 
-// The path with the "\\?\" prefix that lifts the length limit; a path that has it, or is not drive-absolute, as it is.
+// Whether the path names its place by itself: D:\Data, \\server\share\..., \\?\... .
+bool isAbsolute(const std::filesystem::path& path);
+
+// The path as seen from the current directory, "." and ".." resolved (GetFullPathNameW), without the prefix below; an
+// empty path stays empty. Throws Win32Error.
+std::filesystem::path fullPath(const std::filesystem::path& path);
+
+// The path with the "\\?\" prefix that lifts the length limit (\\?\UNC\server\share for \\server\share), "." and ".."
+// resolved; a path that has it, or that is relative, as it is.
 std::filesystem::path longPath(const std::filesystem::path& path);
 
-// The path without that prefix.
+// The path without that prefix; as it is when it has no other form (\\?\Volume{...}).
 std::filesystem::path withoutLongPrefix(const std::filesystem::path& path);
 
 std::wstring devicePathOfDrive(wchar_t letter);                        // QueryDosDeviceW

@@ -3,6 +3,8 @@
 #include "libkelvane/SystemProxy.h"
 #include "libwin32/CredentialStore.h"
 
+#include <algorithm>
+
 namespace kelvane::ProxyUtilities {
 namespace {
 
@@ -76,6 +78,16 @@ ProxyConfiguration ParseProxyConfiguration(std::wstring_view text) {
     return withAddress(ProxyKind::Specified, ProxySource::Machine, text);
 }
 
+std::wstring withoutUserPart(std::wstring_view setting) {
+    constexpr std::wstring_view schemeEnd = L"://";
+    const auto at = setting.rfind(L'@');
+    if (at == std::wstring_view::npos) return std::wstring(setting);
+    const auto colon = std::min(setting.find(L':'), at);
+    auto userPart = setting.starts_with(scriptPrefix) ? scriptPrefix.size() : 0;
+    if (setting.substr(colon).starts_with(schemeEnd)) userPart = colon + schemeEnd.size();
+    return std::wstring(setting.substr(0, userPart)).append(setting.substr(at + 1));
+}
+
 std::wstring ProxyToString(const std::optional<ProxyConfiguration>& configuration) {
     if (!configuration) return L"<null>";
     switch (configuration->kind) {
@@ -86,7 +98,7 @@ std::wstring ProxyToString(const std::optional<ProxyConfiguration>& configuratio
     case ProxyKind::AutoDiscovery:
         return L"[auto discovery]";
     case ProxyKind::Specified:
-        return L"[specified] " + configuration->address.to_string();
+        return L"[specified] " + withoutUserPart(configuration->address.to_string());
     }
     return L"[unknown]";
 }

@@ -32,7 +32,11 @@ struct ProxyConfiguration {
 // empty text, and what MakeProxyUri throws.
 ProxyConfiguration ParseProxyConfiguration(std::wstring_view text);
 
-// For the log: "[disabled]", "[default]", "[auto discovery]", "[specified] ADDRESS"; "<null>" for none.
+// A proxy setting or address as it may be logged and reported: without its user part, where a password may stand.
+std::wstring withoutUserPart(std::wstring_view setting);
+
+// For the log: "[disabled]", "[default]", "[auto discovery]", "[specified] ADDRESS" (without a user part);
+// "<null>" for none.
 std::wstring ProxyToString(const std::optional<ProxyConfiguration>& configuration);
 
 // An address without a scheme gets "http://". Throws std::runtime_error "invalid proxy name".

@@ -48,17 +48,21 @@ std::wstring kernelName(HKEY key) {
     return name;
 }
 
+[[noreturn]] void raise(LSTATUS code, std::wstring_view name, std::string_view operation,
+                        const std::source_location& place) {
+    const auto call = win32::toUtf8(name).append(" ").append(operation);
+    if (code == ERROR_FILE_NOT_FOUND) win32::throwNotFound(call, ERROR_FILE_NOT_FOUND, place);
+    win32::throwWin32(call, static_cast<std::uint32_t>(code), place);
+}
+
 void checkKey(LSTATUS code, const RegKey& key, std::string_view operation,
               std::source_location place = std::source_location::current()) {
-    if (code == ERROR_SUCCESS) return;
-    win32::throwWin32(win32::toUtf8(key.name()).append(" ").append(operation), static_cast<std::uint32_t>(code), place);
+    if (code != ERROR_SUCCESS) raise(code, key.name(), operation, place);
 }
 
 void checkValue(LSTATUS code, const RegKey& key, std::wstring_view valueName, std::string_view operation,
                 std::source_location place = std::source_location::current()) {
-    if (code == ERROR_SUCCESS) return;
-    const std::wstring name = key.name().append(L"\\").append(valueName);
-    win32::throwWin32(win32::toUtf8(name).append(" ").append(operation), static_cast<std::uint32_t>(code), place);
+    if (code != ERROR_SUCCESS) raise(code, key.name().append(L"\\").append(valueName), operation, place);
 }
 
 struct RawValue {
@@ -181,7 +185,7 @@ void RegKey::deleteValue(std::wstring_view valueName) {
     checkValue(RegDeleteValueW(open(KEY_SET_VALUE), std::wstring(valueName).c_str()), *this, valueName, "deleteValue");
 }
 
-bool RegKey::valueExists(std::wstring_view valueName) const noexcept {
+bool RegKey::valueExists(std::wstring_view valueName) const {
     return tryOpen(KEY_QUERY_VALUE) == ERROR_SUCCESS &&
            RegQueryValueExW(handle_.get(), std::wstring(valueName).c_str(), nullptr, nullptr, nullptr, nullptr) ==
                ERROR_SUCCESS;

@@ -12,7 +12,8 @@ namespace kelvane {
 
 // A registry key named by a root (a predefined root, or an open key) and a path below it. It is opened on demand with
 // the access that an operation asks for. Every failure is a Win32Error whose call() is the key's readable name, a
-// backslash and the value's name, followed by the operation; its unit is "libkelvane\RegKey".
+// backslash and the value's name, followed by the operation; its unit is "libkelvane\RegKey". A key or value that is
+// not there is a NotFoundError.
 class RegKey {
 public:
     // `view` is KEY_WOW64_64KEY, KEY_WOW64_32KEY or 0, added to every access.
@@ -34,7 +35,7 @@ public:
     void setValue(std::wstring_view valueName, std::wstring_view text);
     void setValue(std::wstring_view valueName, std::uint32_t number);
     void deleteValue(std::wstring_view valueName);
-    bool valueExists(std::wstring_view valueName) const noexcept;
+    bool valueExists(std::wstring_view valueName) const;
     std::uint32_t subkeyCount() const;
     std::wstring enumKey(std::uint32_t index) const;
 

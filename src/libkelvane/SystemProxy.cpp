@@ -1,5 +1,6 @@
 #include "libkelvane/SystemProxy.h"
 
+#include "libkelvane/ProxyLists.h"
 #include "libwin32/ConsoleUser.h"
 #include "libwin32/Handles.h"
 #include "libwin32/Win32Error.h"
@@ -25,12 +26,49 @@ struct InternetTraits {
 };
 using UniqueInternet = win32::UniqueResource<InternetTraits>;
 
+std::optional<std::wstring> proxyUnlessBypassed(const UniqueGlobalText& proxies, const UniqueGlobalText& bypassList,
+                                                const std::wstring& server) {
+    if (!proxies || (bypassList && isBypassed(bypassList.get(), server))) return std::nullopt;
+    return proxyForScheme(proxies.get(), server);
+}
+
 // Takes the texts out of a structure that WinHTTP filled; they are freed with GlobalFree.
-std::optional<std::wstring> takeProxy(const WINHTTP_PROXY_INFO& info, std::wstring_view server) {
-    const UniqueGlobalText proxy(info.lpszProxy);
-    const UniqueGlobalText bypass(info.lpszProxyBypass);
-    if (info.dwAccessType != WINHTTP_ACCESS_TYPE_NAMED_PROXY || !proxy) return std::nullopt;
-    return proxyForScheme(proxy.get(), server);
+std::optional<std::wstring> takeProxy(const WINHTTP_PROXY_INFO& info, const std::wstring& server) {
+    const UniqueGlobalText proxies(info.lpszProxy);
+    const UniqueGlobalText bypassList(info.lpszProxyBypass);
+    if (info.dwAccessType != WINHTTP_ACCESS_TYPE_NAMED_PROXY) return std::nullopt;
+    return proxyUnlessBypassed(proxies, bypassList, server);
+}
+
+// The settings of whoever the thread stands for.
+struct UserSettings {
+    // Returns the error code, 0 for none.
+    DWORD read() {
+        WINHTTP_CURRENT_USER_IE_PROXY_CONFIG config{};
+        if (!WinHttpGetIEProxyConfigForCurrentUser(&config)) return GetLastError();
+        detect = config.fAutoDetect != FALSE;
+        script.reset(config.lpszAutoConfigUrl);
+        proxies.reset(config.lpszProxy);
+        bypassList.reset(config.lpszProxyBypass);
+        return ERROR_SUCCESS;
+    }
+
+    bool detect = false;
+    UniqueGlobalText script;
+    UniqueGlobalText proxies;
+    UniqueGlobalText bypassList;
+};
+
+UserSettings settingsOfInteractiveUser() {
+    UserSettings settings;
+    // First as ourselves: nothing is left to be loaded as the user, for whom a drive's letter may mean any folder.
+    DWORD error = settings.read();
+    {
+        const win32::ConsoleUserImpersonation user;
+        error = settings.read();
+    }
+    if (error != ERROR_SUCCESS) win32::throwWin32("WinHttpGetIEProxyConfigForCurrentUser", error);
+    return settings;
 }
 
 std::optional<std::wstring> autoProxy(const std::wstring& server, const wchar_t* scriptAddress) {
@@ -41,7 +79,7 @@ std::optional<std::wstring> autoProxy(const std::wstring& server, const wchar_t*
     options.dwFlags = scriptAddress ? WINHTTP_AUTOPROXY_CONFIG_URL : WINHTTP_AUTOPROXY_AUTO_DETECT;
     options.dwAutoDetectFlags = scriptAddress ? 0 : WINHTTP_AUTO_DETECT_TYPE_DHCP | WINHTTP_AUTO_DETECT_TYPE_DNS_A;
     options.lpszAutoConfigUrl = scriptAddress;
-    options.fAutoLogonIfChallenged = TRUE;
+    options.fAutoLogonIfChallenged = FALSE; // whoever serves a script gets no credentials of SYSTEM
     WINHTTP_PROXY_INFO info{};
     win32::check(WinHttpGetProxyForUrl(session.get(), server.c_str(), &options, &info), "WinHttpGetProxyForUrl");
     return takeProxy(info, server);
@@ -49,21 +87,7 @@ std::optional<std::wstring> autoProxy(const std::wstring& server, const wchar_t*
 
 } // namespace
 
-std::optional<std::wstring> proxyForScheme(std::wstring_view list, std::wstring_view server) {
-    const auto scheme = server.substr(0, server.find(L':'));
-    while (!list.empty()) {
-        const auto end = list.find_first_of(L"; ");
-        const auto entry = list.substr(0, end);
-        list.remove_prefix(end == std::wstring_view::npos ? list.size() : end + 1);
-        const auto equals = entry.find(L'=');
-        if (entry.empty()) continue;
-        if (equals == std::wstring_view::npos) return std::wstring(entry);
-        if (entry.substr(0, equals) == scheme) return std::wstring(entry.substr(equals + 1));
-    }
-    return std::nullopt;
-}
-
-std::optional<std::wstring> proxyOfMachine(std::wstring_view server) {
+std::optional<std::wstring> proxyOfMachine(const std::wstring& server) {
     WINHTTP_PROXY_INFO info{};
     win32::check(WinHttpGetDefaultProxyConfiguration(&info), "WinHttpGetDefaultProxyConfiguration");
     return takeProxy(info, server);
@@ -74,15 +98,8 @@ std::optional<std::wstring> proxyFromScript(const std::wstring& server, const st
 }
 
 std::optional<std::wstring> proxyOfInteractiveUser(const std::wstring& server) {
-    WINHTTP_CURRENT_USER_IE_PROXY_CONFIG config{};
-    {
-        const win32::ConsoleUserImpersonation user;
-        win32::check(WinHttpGetIEProxyConfigForCurrentUser(&config), "WinHttpGetIEProxyConfigForCurrentUser");
-    }
-    const UniqueGlobalText script(config.lpszAutoConfigUrl);
-    const UniqueGlobalText proxy(config.lpszProxy);
-    const UniqueGlobalText bypass(config.lpszProxyBypass);
-    if (config.fAutoDetect) {
+    const UserSettings settings = settingsOfInteractiveUser();
+    if (settings.detect) {
         try {
             return autoProxy(server, nullptr);
         } catch (const win32::Win32Error& error) {
@@ -90,8 +107,8 @@ std::optional<std::wstring> proxyOfInteractiveUser(const std::wstring& server) {
             if (error.code() != ERROR_WINHTTP_AUTODETECTION_FAILED) throw;
         }
     }
-    if (script) return autoProxy(server, script.get());
-    return proxy ? proxyForScheme(proxy.get(), server) : std::nullopt;
+    if (settings.script) return autoProxy(server, settings.script.get());
+    return proxyUnlessBypassed(settings.proxies, settings.bypassList, server);
 }
 
 } // namespace kelvane::ProxyUtilities

@@ -22,10 +22,15 @@ void write(win32::TraceLevel level, std::string_view message, std::string_view f
 }
 
 void logFailure(const win32::Win32Error& error) noexcept {
-    write(win32::TraceLevel::Error, error.what(), error.location().file, error.location().line);
+    write(failureLevel(error), error.what(), error.location().file, error.location().line);
 }
 
 } // namespace
+
+win32::TraceLevel failureLevel(const std::exception& error) noexcept {
+    const bool nothingFound = dynamic_cast<const win32::NotFoundError*>(&error) != nullptr;
+    return nothingFound ? win32::TraceLevel::Verbose : win32::TraceLevel::Error;
+}
 
 UserLog::UserLog() : provider_("UserLog", userLogId) {
     if (!provider_.startUnfiltered()) throw std::runtime_error("ETW register failed");

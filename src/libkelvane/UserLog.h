@@ -2,6 +2,7 @@
 
 #include "libwin32/TraceLogging.h"
 
+#include <exception>
 #include <source_location>
 #include <string_view>
 
@@ -21,6 +22,9 @@ public:
 private:
     win32::TraceProvider provider_;
 };
+
+// The level of a record about the exception: what simply was not there (NotFoundError) is no error.
+win32::TraceLevel failureLevel(const std::exception& error) noexcept;
 
 // Writes to the process's UserLog; without one the record is dropped. Never throws.
 void userLog(win32::TraceLevel level, std::string_view message,

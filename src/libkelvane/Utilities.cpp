@@ -17,7 +17,7 @@ std::wstring programPath(const std::wstring& commandLine, const StartOptions& op
     std::filesystem::path program = options.program;
     if (program.empty() && commandLine.starts_with(L'"'))
         program = commandLine.substr(1, commandLine.find(L'"', 1) - 1);
-    if (!program.is_absolute()) win32::throwWin32("CreateProcess", ERROR_FILE_NOT_FOUND, place);
+    if (!PathUtils::isAbsolute(program)) win32::throwWin32("CreateProcess", ERROR_FILE_NOT_FOUND, place);
     return program.native().size() < MAX_PATH ? program.native() : PathUtils::longPath(program).native();
 }
 

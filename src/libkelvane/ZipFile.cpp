@@ -68,6 +68,20 @@ private:
     unzFile archive_;
 };
 
+// The unpacking library tells a read that failed as damage of the archive; here the system's code is kept, in
+// `failure`.
+uLong ZCALLBACK readArchive(voidpf failure, voidpf stream, void* buffer, uLong size) {
+    static const zlib_filefunc64_def functions = [] {
+        zlib_filefunc64_def original{};
+        fill_win32_filefunc64W(&original);
+        return original;
+    }();
+    const uLong length = functions.zread_file(nullptr, stream, buffer, size);
+    const int code = functions.zerror_file(nullptr, stream);
+    if (code != 0) *static_cast<std::uint32_t*>(failure) = static_cast<std::uint32_t>(code);
+    return length;
+}
+
 win32::UniqueHandle createOutput(const std::filesystem::path& path) {
     win32::UniqueHandle file(CreateFileW(PathUtils::longPath(path).c_str(), GENERIC_WRITE,
                                          FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, CREATE_ALWAYS,
@@ -83,8 +97,13 @@ win32::UniqueHandle createOutput(const std::filesystem::path& path) {
 ZipFile::ZipFile(const std::filesystem::path& path, const std::source_location& place) {
     zlib_filefunc64_def functions{};
     fill_win32_filefunc64W(&functions);
+    functions.zread_file = &readArchive;
+    functions.opaque = &readFailure_;
     archive_ = unzOpen2_64(PathUtils::longPath(path).c_str(), &functions);
-    if (!archive_) throw ZipError("Zip file could not be opened.", place);
+    if (!archive_) {
+        if (readFailure_ != 0) userLog(TraceLevel::Error, win32::formatText(L"ReadFile: error %u", readFailure_));
+        throw ZipError("Zip file could not be opened.", place);
+    }
     unz_global_info64 info{};
     if (unzGetGlobalInfo64(archive_, &info) != UNZ_OK) {
         unzClose(archive_);
@@ -103,9 +122,15 @@ bool ZipFile::extractAll(const std::filesystem::path& destination) {
     for (; result == UNZ_OK; result = unzGoToNextFile(archive_)) {
         const auto entry = currentEntry(archive_);
         if (entry && extractCurrent(*entry, destination)) continue;
+        checkRead();
         userLog(TraceLevel::Error, win32::formatText(L"UnzipFile: entry not extracted: %s", entry ? entry->name : L""));
     }
+    checkRead();
     return result == UNZ_END_OF_LIST_OF_FILE;
+}
+
+void ZipFile::checkRead() const {
+    if (readFailure_ != 0) win32::throwWin32("ReadFile", readFailure_);
 }
 
 bool ZipFile::extractCurrent(const ZipEntry& entry, const std::filesystem::path& destination) {

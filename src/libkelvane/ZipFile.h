@@ -34,18 +34,20 @@ public:
     ZipFile& operator=(const ZipFile&) = delete;
 
     std::uint64_t entryCount() const { return entryCount_; }
-    // Unpacks each entry below the destination. An entry that cannot be extracted is logged and passed over, and leaves
-    // no file. Returns false when the list of entries is broken. Throws filesystem_error "create_directories",
-    // std::system_error "CreateFileW failed.", and what FileWriter throws.
+    // Unpacks each entry below the destination. An entry that is damaged, or may not be extracted, is logged and passed
+    // over, and leaves no file. Returns false when the list of entries is broken. Throws Win32Error "ReadFile",
+    // filesystem_error "create_directories", std::system_error "CreateFileW failed.", and what FileWriter throws.
     bool extractAll(const std::filesystem::path& destination);
 
 private:
     bool extractCurrent(const ZipEntry& entry, const std::filesystem::path& destination);
     bool extractData(const std::filesystem::path& output, std::uint64_t size);
     bool copyData(FileWriter& writer, std::uint64_t size);
+    void checkRead() const;
 
     void* archive_; // unzFile
     std::uint64_t entryCount_ = 0;
+    std::uint32_t readFailure_ = 0; // the code of the last read of the archive that failed
 };
 
 // Whether an entry of this name stays below the folder that it is unpacked to, as a file that Windows can hold:

@@ -106,8 +106,7 @@ public:
     std::uint32_t run(const std::wstring& path) {
         const DWORD attributes = GetFileAttributesW(path.c_str());
         if (attributes == INVALID_FILE_ATTRIBUTES) {
-            const DWORD code = GetLastError();
-            if (code != ERROR_FILE_NOT_FOUND && code != ERROR_PATH_NOT_FOUND) fail(path, code);
+            fail(path, GetLastError());
             return first_;
         }
         const Entry root{path, attributes};
@@ -145,7 +144,9 @@ private:
         }
     }
 
+    // Something that is gone is deleted, whoever did it.
     void fail(const std::wstring& path, std::uint32_t code) {
+        if (isNotFound(code)) return;
         if (first_ == 0) first_ = code;
         onFailure_(path, code);
     }
@@ -156,6 +157,10 @@ private:
 };
 
 } // namespace
+
+bool isNotFound(std::uint32_t code) {
+    return code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND || code == ERROR_BAD_NETPATH;
+}
 
 bool isLink(std::uint32_t attributes, std::uint32_t reparseTag) {
     // A tag that is not known counts as a link: not to descend is the safe answer.

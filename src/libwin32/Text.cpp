@@ -46,8 +46,18 @@ std::string toUtf8(std::wstring_view wide) {
     return utf8;
 }
 
+bool hasControlCharacter(std::string_view utf8) {
+    return std::ranges::any_of(utf8, [](char c) { return (c >= '\0' && c < ' ') || c == '\x7F'; });
+}
+
 bool equalsIgnoringAsciiCase(std::wstring_view left, std::wstring_view right) {
     return std::ranges::equal(left, right, {}, asciiLower, asciiLower);
+}
+
+std::size_t findIgnoringAsciiCase(std::wstring_view text, std::wstring_view part) {
+    const auto found = std::ranges::search(text, part, {}, asciiLower, asciiLower);
+    if (found.empty() && !part.empty()) return std::wstring_view::npos;
+    return static_cast<std::size_t>(found.begin() - text.begin());
 }
 
 std::wstring formatTextList(std::wstring_view format, std::initializer_list<TextArgument> arguments) {

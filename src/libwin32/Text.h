@@ -12,8 +12,13 @@ namespace win32 {
 std::wstring toWide(std::string_view utf8);
 std::string toUtf8(std::wstring_view wide);
 
+// Whether the text (UTF-8) holds a control character: one below U+0020, or U+007F.
+bool hasControlCharacter(std::string_view utf8);
+
 // ASCII letters compared without regard to case; everything else must be equal.
 bool equalsIgnoringAsciiCase(std::wstring_view left, std::wstring_view right);
+// Where the part stands first in the text, compared in that way; npos when it does not.
+std::size_t findIgnoringAsciiCase(std::wstring_view text, std::wstring_view part);
 
 using TextArgument = std::variant<std::wstring_view, std::string_view, std::uint64_t, std::int64_t>;
 

@@ -58,6 +58,10 @@ void throwWin32(std::string_view call, std::uint32_t code, std::source_location 
     raise<Win32Error>(call, code, place);
 }
 
+void throwNotFound(std::string_view call, std::uint32_t code, std::source_location place) {
+    raise<NotFoundError>(call, code, place);
+}
+
 void throwLastError(std::string_view call, std::source_location place) {
     const DWORD code = GetLastError();
     raise<Win32Error>(call, code, place);

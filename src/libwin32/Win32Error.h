@@ -35,6 +35,11 @@ private:
     ErrorLocation location_;
 };
 
+// A look-up of something that is not there: raised like a failure, but none until its caller says so.
+class NotFoundError : public Win32Error {
+    using Win32Error::Win32Error;
+};
+
 // A failed native call; code() is its NTSTATUS.
 class nt_error : public Win32Error {
     using Win32Error::Win32Error;
@@ -53,6 +58,8 @@ void setFailureHook(FailureHook hook);
 // `function` replaces the name of the calling function, for code that runs inside a lambda or a shared helper.
 [[noreturn]] void throwWin32(std::string_view call, std::uint32_t code,
                              std::source_location place = std::source_location::current());
+[[noreturn]] void throwNotFound(std::string_view call, std::uint32_t code,
+                                std::source_location place = std::source_location::current());
 [[noreturn]] void throwLastError(std::string_view call, std::source_location place = std::source_location::current());
 [[noreturn]] void throwWmiError(std::string_view call, long hresult,
                                 std::source_location place = std::source_location::current());

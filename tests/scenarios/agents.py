@@ -51,8 +51,10 @@ def result_file(endpoint, name="SC-exit-code.txt"):
 def finished(endpoint, run, code, lines, result="SC-exit-code.txt"):
     """Every ending: result, printed lines, exit-code file, working directory gone, lock released."""
     if run.console is not None:
-        epilogue = [] if run.reboots else [f"OstravelInstaller finished with code: {code}", "Press Enter to exit."]
-        lines = [f"OstravelInstaller {VERSION}", *lines, *epilogue]
+        lines = [f"OstravelInstaller {VERSION}", *lines]
+    assert run.says_in_the_log(*lines)
+    if run.console is not None and not run.reboots:
+        lines = [*lines, f"OstravelInstaller finished with code: {code}", "Press Enter to exit."]
     assert (run.code, (run.console or run.printed).splitlines()) == (code, list(lines))
     assert result_file(endpoint, result) == str(code)
     assert "StuckMonitorError" in run.event_names or not left(endpoint, "Run_")  # a hung child keeps it in use

@@ -67,6 +67,7 @@ class Run:
         self.all_events = self.of_kind("event")
         self.events = [event for event in self.all_events if event.get("provider") == INSTALLER_PROVIDER]
         self.event_names = [event["event"] for event in self.events]
+        self.errors = [event for event in self.all_events if event["level"] <= 2]  # of the library log, too
         self.boxes, self.reboots, self.waits = map(self.of_kind, ("box", "reboot", "wait"))
         self.logman = [record["command"] for record in self.of_kind("logman")]
         self.commands = [record["command"] for record in self.of_kind("process")]
@@ -77,6 +78,12 @@ class Run:
         """Whether the installer wrote events of these names in this order, others between them or not."""
         rest = iter(self.event_names)
         return all(name in rest for name in names)
+
+    def says_in_the_log(self, *lines):
+        """Whether the log has these printed lines, and each question with its answer."""
+        asked = [{"Question": box["text"], "Answer": "Yes" if box["answer"] == 6 else "No"} for box in self.boxes]
+        printed = "\n".join(event["Line"] for event in self.events_named("PrintedLine"))
+        return printed == "\n".join(lines) and self.events_named("Question") == asked
 
     def recorded(self, **wanted):
         return any(wanted.items() <= record.items() for record in self.records)
@@ -171,7 +178,7 @@ class Endpoint:
         return started if background else started.wait()
 
     def start(self, *arguments, script=None, time_scale=20, exe=INSTALLER, command_line=None, typed=None, env=None):
-        """`command_line` is the whole of it, taken as it is; else it is made of the exe and the arguments."""
+        """In C:\\Setup. `command_line` is the whole of it, taken as it is; else it is made of the exe and the arguments."""
         folder = self.unix(rf"C:\test-host\runs\{len(self.started) + 1}")
         folder.mkdir(parents=True)
         command_line = command_line or subprocess.list2cmdline([exe, *arguments])
@@ -185,7 +192,7 @@ class Endpoint:
         environment = {**wine_environment(self.prefix), **(env or {}), "OSTRAVEL_TEST_RUN": self.windows(folder)}
         with open(folder / "printed.txt", "wb") as printed, open(folder / "errors.txt", "wb") as errors:
             process = subprocess.Popen(["wine", HOST / "launcher.exe"], env=environment, stdin=subprocess.DEVNULL,
-                                       stdout=printed, stderr=errors)
+                                       stdout=printed, stderr=errors, cwd=self.unix(r"C:\Setup"))
         self.started.append(Started(self, folder, process))
         return self.started[-1]
 

@@ -4,7 +4,7 @@ import pytest
 
 EPILOGUE = "OstravelInstaller finished with code: 206\nPress Enter to exit.\n"
 UNEXPECTED = "An unexpected error occurred.\n"
-TEMP = r"C:\windows\Temp"
+BASE, TEMP = r"C:\Program Files\OstravelInstaller", r"C:\windows\Temp"
 REFUSED = [(["--nonsense"], "PARSE ERROR: Argument: --nonsense"),
            (["---clean_only", "--dont_cleanstall"], '"c" and "--dont_cleanstall" cannot be used together"')]
 ANSWERED = [(["--help"], "Defines that installation won't occur after a successful cleaning"),
@@ -47,6 +47,28 @@ def test_unexpected_errors(machine, arguments, call, code, event, error):
     assert error in str(run.events_named(event)) and run.events_named("OstravelInstaller Done") == [{"ExitCode": code}]
 
 
+def test_a_run_that_fails_before_its_flow(endpoint):
+    """It ends as one that fails later; the result of an earlier one is gone before anything can fail."""
+    question = "ExpandEnvironmentStringsW:{}%ProgramFiles%"
+    for arguments in [], ["-o"], ["--clean_only"]:
+        endpoint.put(TEMP + r"\SC-exit-code.txt", "12")
+        run = endpoint.run("-q", *arguments, script={"fail": question.format("*:0:")})
+        assert (run.code, run.printed) == (2000, UNEXPECTED)
+        assert run.in_order("RunFailedWithRunTimeError", "OstravelInstallerExitCode", "CreateExitCodeFile")
+        assert [(place.name, place.read_text()) for place in endpoint.unix(TEMP).iterdir() if place.suffix != ".etl"] == [
+            ("SC-exit-code.txt", "2000")]
+    run = endpoint.run("-q", background=True, script={"pause": question.format("1:")})
+    run.wait_for(kind="paused")
+    assert not (endpoint.unix(TEMP) / "SC-exit-code.txt").exists()
+    run.kill()
+
+
+def test_a_wrong_command_line_that_nobody_can_see(machine):
+    run = machine.run("--nonsense", script={"desktop": "no"})
+    assert (run.code, run.console, run.boxes) == (2010, None, [])
+    assert run.in_order("CommandLineRefused", "NoInteractiveDesktopPresent", "OstravelInstallerConsoleEnvironmentError")
+
+
 def test_one_run_at_a_time(endpoint):
     """The second waits its 10 seconds; a lock whose owner died while it waits is not taken over."""
     script = {"pause": "CreateProcessW:1:msiexec"}
@@ -56,7 +78,7 @@ def test_one_run_at_a_time(endpoint):
     assert (second.code, second.printed, second.console) == (1002, "", None)
     assert second.event_names == ["Hello From OstravelInstaller!", "GetPrivateNamespace", "GetMutex",
                                   "AnotherInstanceAlreadyRunning", "OstravelInstaller Done"]
-    assert list(endpoint.unix(TEMP).glob("OstravelInstaller_*/temp_content/KelvaneInstaller.msi"))
+    assert list(endpoint.unix(BASE).glob("Run_*/temp_content/KelvaneInstaller.msi"))
     third = endpoint.run("-q", "-t", "T", background=True, time_scale=1)
     third.wait_for(kind="wait", call="WaitForSingleObject", ms=10000)
     first.kill()

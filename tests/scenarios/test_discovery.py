@@ -4,8 +4,10 @@ from harness import BUILD
 
 AGENT = r"HKLM\SOFTWARE\Ostravel\Agent"
 SERVICE = r"HKLM\SYSTEM\CurrentControlSet\Services\KelvaneAgent"
-TYPE_LIBS = [rf"HKCR\TypeLib\{{{guid}}}\1.0\0\win64" for guid in
+TYPE_LIBS = [rf"HKLM\SOFTWARE\Classes\TypeLib\{{{guid}}}\1.0\0\win64" for guid in
              ("667D5A92-7C14-4687-B20E-A5CF06FEF1AF", "BED0DAEE-A8DC-40E6-AAD6-DCA5532B746C")]
+RELATED = r"HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Installer\UpgradeCodes\06BA9B5903EBFC94C70A0CE56A56A712"
+USERS_OWN = "0123456789ABCDEF0123456789ABCDEF"  # a product, in the form of the installer's own keys
 PRODUCT = "C:\\Program Files\\Ostravel\\"
 NOT_FOUND = ("InstalledAgentVersionNotFound", {})
 
@@ -36,6 +38,9 @@ def test_sources_in_order(endpoint):
     endpoint.reg_delete(AGENT)
     endpoint.unix(PRODUCT + "Kelvane Agent 4.5.1.1").rename(endpoint.unix(r"C:\elsewhere"))
     expect("MsiApi", "4.5.1.1")
+    endpoint.reg_set(RELATED, **{USERS_OWN: ""})
+    endpoint.reg_set(rf"HKCU\Software\Microsoft\Installer\Products\{USERS_OWN}", ProductName="mine", Version=0x09000000)
+    expect("MsiApi", "4.5.1.1")
     for name in "Kelvane Agent 5.0.0.9", "Kelvane Agent 5.0.0.65536", "5.0.0.10":
         agent_folder(endpoint, name, "UserConfig.json" if name.endswith(".9") else None)
     expect("Leftovers", "5.0.0.10", ConfigPath="")
@@ -43,9 +48,12 @@ def test_sources_in_order(endpoint):
     endpoint.reg_set(SERVICE, ImagePath=rf'"{folder}\Kelvane.tlb" -service', Type=16, Start=3)
     expect("SeviceRegistry", "7.0.0.1", ConfigPath=folder + r"\config")
     folder = agent_folder(endpoint, "8.0.0.1", "LocalConfig.json")
+    endpoint.reg_set(TYPE_LIBS[0].replace("HKLM", "HKCU"), **{"": folder + r"\Kelvane.tlb"})  # any user may say so
+    endpoint.reg_set(TYPE_LIBS[1], **{"": r"C:\Ostravel\8.0.0.2\Kelvane.tlb"})  # where any user may have put it
+    expect("SeviceRegistry", "7.0.0.1", ConfigPath=PRODUCT + r"Kelvane Agent 7.0.0.1\config")
     endpoint.reg_set(TYPE_LIBS[1], **{"": folder + r"\Kelvane.tlb"})
     expect("TypeLib", "8.0.0.1", ConfigPath=folder + r"\config")
-    endpoint.reg_set(TYPE_LIBS[0], **{"": r"C:\Ostravel\8.0.0.2\Kelvane.tlb"})
+    endpoint.reg_set(TYPE_LIBS[0], **{"": PRODUCT + r"8.0.0.2\Kelvane.tlb"})
     expect("TypeLib", "8.0.0.2", ConfigPath="")
     folder = agent_folder(endpoint, "9.0.0.1", "UserConfig.json")
     endpoint.reg_set(AGENT, ConfigBaseDir=folder + r"\config", InProcessClientsDir=folder)

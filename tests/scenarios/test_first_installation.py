@@ -21,6 +21,9 @@ EVENTS = ["Hello From OstravelInstaller!", "GetPrivateNamespace", "GetMutex", "I
           "OstravelInstaller Done"]
 
 
+NO_SERVER = ["HttpRequestException", "SendTelemetryFailed"]  # the new agent's is not there
+
+
 def check(endpoint, run, code, printed):
     """A run that came to its end: what it said, and that nothing but its result is left."""
     assert (run.code, run.printed, run.console, run.boxes, run.reboots) == (code, printed, None, [], [])
@@ -28,6 +31,7 @@ def check(endpoint, run, code, printed):
         ("SC-exit-code.txt", str(code))]
     assert not left(endpoint)
     assert run.in_order("CreateExitCodeFile", "OstravelInstaller Done") and run.recorded(call="close", kind="namespace")
+    assert run.says_in_the_log(*printed.splitlines())
 
 
 def package_command(run):
@@ -36,19 +40,20 @@ def package_command(run):
 
 def test_quiet_installation(endpoint):
     run = endpoint.run("-q", "-t", "dG9rZW4=", "--INSTALLATION_INITIATOR", "Management", "--diagnostic_UID", "D-1",
-                       "-a", 'CUSTOMER_ID="a b" SERVER_PROXY=proxy:8080', "--INSTALLATION_ID=I-1")
+                       "-a", 'CUSTOMER_ID="a b" INSTALLATION_ID="I 1" SERVER_PROXY="proxy:8080"')
     check(endpoint, run, 0, RUNNING)
+    assert {event["event"] for event in run.errors} == {"SendTelemetryFailedNoMgmtUrl", *NO_SERVER}
     assert endpoint.products == {"Kelvane Agent": "23.3.3.264"}
     given = endpoint.reg_values(r"HKLM\SOFTWARE\Ostravel\SampleProperties")
     assert {name: value for name, value in given.items() if value} == {
-        "SITE_TOKEN": "dG9rZW4=", "DIAG_UID": "D-1", "INSTALLATION_INITIATOR": "Management", "INSTALLATION_ID": "I-1",
+        "SITE_TOKEN": "dG9rZW4=", "DIAG_UID": "D-1", "INSTALLATION_INITIATOR": "Management", "INSTALLATION_ID": "I 1",
         "CUSTOMER_ID": "a b", "SERVER_PROXY": "proxy:8080", "BST_REINSTALL_REASON": "NoReason", "UILevel": "2"}
     folder = run.events_named("ExtractingResources")[0]["TargetDir"]
     assert re.fullmatch(re.escape(BASE) + r"\\Run_[-0-9A-F]{36}\\temp_content", folder)
     assert package_command(run) == (
-        rf'"{MSIEXEC}" CUSTOMER_ID="a b" SERVER_PROXY=proxy:8080 DIAG_UID=D-1 INSTALLATION_INITIATOR=Management /qn '
-        rf'/norestart /i "{folder}\KelvaneInstaller.msi" BST_REINSTALL_REASON="NoReason" SITE_TOKEN="dG9rZW4=" '
-        'INSTALLATION_ID=I-1')
+        rf'"{MSIEXEC}" CUSTOMER_ID="a b" INSTALLATION_ID="I 1" SERVER_PROXY="proxy:8080" DIAG_UID=D-1 '
+        rf'INSTALLATION_INITIATOR=Management /qn /norestart /i "{folder}\KelvaneInstaller.msi" '
+        'BST_REINSTALL_REASON="NoReason" SITE_TOKEN="dG9rZW4=" INSTALLATION_ID="I 1"')
     assert run.in_order(*EVENTS) and [run.event_names[0], run.event_names[-1]] == [EVENTS[0], EVENTS[-1]]
     assert {event["channel"] for event in run.events} == {11}
     session, file = re.match(r'logman create trace (OstravelInstallerLogEtwSession_[-0-9A-F]{36}) -o '
@@ -64,9 +69,10 @@ def test_package_refuses(endpoint):
     for refusal, code in ("FAIL=1", 2002), ("FAIL_REASON=1", 1001), ("FAIL_REASON=3", 2015), ("FAIL_REASON=4", 2022):
         endpoint.reg_set(AGENT, MsiFailureReason=7 - int(refusal[-1]))
         check(endpoint, endpoint.run("-q", "-t", "T", "-a", "SAMPLE_" + refusal), code, RUNNING)
-    endpoint.reg_set(AGENT, MsiFailureReason="4")
     script = {"fail": "RegDeleteValueW:*:5:MsiFailureReason"}
-    check(endpoint, endpoint.run("-q", "-t", "T", "-a", "SAMPLE_FAIL=1", script=script), 2002, RUNNING)
+    for reason in "4", 4:
+        endpoint.reg_set(AGENT, MsiFailureReason=reason)
+        check(endpoint, endpoint.run("-q", "-t", "T", "-a", "SAMPLE_FAIL=1", script=script), 2002, RUNNING)
     assert endpoint.products == {}
 
 
@@ -86,23 +92,41 @@ def test_with_a_person(machine):
     assert "ReinstallInUiModeUnsupported" in run.event_names
     assert re.fullmatch(r'".*?"  DIAG_UID=[-0-9A-F]{36} INSTALLATION_INITIATOR=Other /norestart /i ".*" '
                         r'BST_REINSTALL_REASON="NoReason"', package_command(run))
+    run = machine.run("-t", "", script={"stdout": "none", "exit": 3010})
+    assert (run.code, run.console) == (0, f"{RUNNING}OstravelInstaller finished with code: 0\nPress Enter to exit.\n")
+    assert len(run.boxes) == 1 and run.says_in_the_log(RUNNING.strip())
 
 
-@pytest.mark.parametrize("path, arguments", [(r"C:\Ablage für Ťest \日本 Δ", ["-t", "T"]),
-                                             ("C:\\" + "\\".join(["långa mappar" * 8] * 4), [])])
-def test_working_directory(endpoint, path, arguments):
-    """A package runs from any name; a path over 260 characters is made, filled and removed. No token: no package."""
-    run = endpoint.run("-q", "-p", path, *arguments)
-    check(endpoint, run, 0 if arguments else 2008, RUNNING if arguments else "")
+@pytest.mark.parametrize("arguments", [[], ["-c"], ["-o"]])
+def test_nobody_can_see_it(machine, arguments):
+    """Nothing is asked, shown or started that a person would have to end."""
+    run = machine.run(*arguments, "-t", "T", script={"desktop": "no", "exit": 3010})
+    check(machine, run, 2010, "")
+    assert run.commands == run.logman and run.in_order("NoInteractiveDesktopPresent", "OstravelInstallerEnvironmentError")
+    assert not run.recorded(kind="console", call="AllocConsole")
+
+
+LONG = "C:\\" + "\\".join(["långa mappar" * 8] * 4)
+
+
+@pytest.mark.parametrize("given, path, token", [(r"..\Ablage für Ťest\x\..\日本 Δ", r"C:\Ablage für Ťest\日本 Δ", "T"),
+                                                (LONG, LONG, "")])
+def test_working_directory(endpoint, given, path, token):
+    """Seen from where the program was started. A package runs from any name; a path over 260 characters is made, filled
+    and removed. No token: no package."""
+    run = endpoint.run("-q", "-p", given, "-t", token)
+    check(endpoint, run, 0 if token else 2008, RUNNING if token else "")
     assert run.events_named("ExtractingResources")[0]["TargetDir"] == path + r"\temp_content"
-    assert len(endpoint.products) == len(arguments) / 2 and not endpoint.unix(path).exists()
-    assert ("MissingSiteToken" in run.event_names) == (not arguments)
+    assert len(endpoint.products) == len(token) and not endpoint.unix(path).exists()
+    assert ("MissingSiteToken" in run.event_names) == (not token)
 
 
 def test_working_directory_of_somebody_else(machine):
-    """A file in its place: the Windows folder serves. A folder that is there stays, with what it holds."""
+    """A file in its place, or no place: the Windows folder serves. A folder that is there stays, with what it holds."""
     machine.put(r"C:\Work\file", "kept")
-    for path, used in (r"C:\Work\file", TEMP), (r"C:\Work", r"C:\Work"):
+    (machine.prefix / "dosdevices/unc/server/share").mkdir(parents=True)
+    share = r"\\server\share\work"
+    for path, used in (r"C:\Work\file", TEMP), ("", TEMP), (r"C:\Work", r"C:\Work"), (share, share):
         run = machine.run("-q", "-t", "T", "--temp_path", path)
         check(machine, run, 0, RUNNING)
         assert run.events_named("ExtractingResources")[0]["ZipPath"] == used + r"\temp.zip"
@@ -125,7 +149,8 @@ NO_INSTALLER = "There is no installer in the resources zip"
     (WHOLE, "WriteFile:9:112", "ExtractResourcesDiskFullException"),
     (WHOLE, "WriteFile:1:1450", "ExtractResourcesNoSystemResoucesException"),
     (WHOLE, "CreateFileW:1:5:KelvaneInstaller.msi", "ExtractResourcesFailedWithSystemError"),
-    (WHOLE, "CreateProcessW:1:5:msiexec", "RunFailedWithRunTimeError")], ids=range(11))
+    (WHOLE, "MsiEnumRelatedProductsW:*:1610", "RelatedProductsUnknown"),
+    (WHOLE, "CreateProcessW:1:5:msiexec", "RunFailedWithRunTimeError")], ids=range(12))
 def test_package_cannot_be_run(machine, content, fail, told):
     machine.put(r"C:\Setup\x.exe", payload.executable(content))
     run = machine.run("-q", "-t", "T", exe=r"C:\Setup\x.exe", script={"fail": fail or "none:1:1"})

@@ -15,7 +15,7 @@ SPACE = "System requirements not met (insufficient space on the endpoint). Termi
 NOT_DONE = (*UPGRADING, "The upgrade did not succeed.")
 FORGOTTEN = (*UPGRADING, "Agent upgrade failed", "", *CLEANED)
 FAIL, SLOW, NEWER = ["-a", "SAMPLE_FAIL=1"], ["-a", "SAMPLE_DELAY=1500"], "NewerVersionAlreadyInstalled"
-OTHER = ["--alternative_installer_path", r"C:\Setup\other.msi"]
+OTHER = ["--alternative_installer_path", "other.msi"]  # beside the program, where it is started
 
 
 def test_upgrade_that_succeeds(endpoint):
@@ -26,6 +26,7 @@ def test_upgrade_that_succeeds(endpoint):
     run = check(endpoint, [*STATELESS, "--INSTALLATION_ID=the-id", "--diagnostic_UID=the-diag"], 12, UPGRADED)
     assert run.in_order("InstalledAgentVersionFoundFromExeFile", "UsingPreservedProxy", "VersionsInfo",
                         "executeInstallerCommand", "OstravelInstallerExitCode")
+    assert "The installation completed successfully." in str(run.all_events)
     folder = run.events_named("ExtractingResources")[0]["TargetDir"]
     assert run.commands[-2] == (
         f'"{MSIEXEC}"  DIAG_UID=the-diag INSTALLATION_INITIATOR=Other AGENT_UID={AGENT_UID} FORCE_SET_AGENT_UID=true '
@@ -37,18 +38,19 @@ def test_upgrade_that_succeeds(endpoint):
 
 
 # On one endpoint with the version that the payload holds: nothing here changes the agent.
+POOR, TOO_POOR = {"memory": 1048575999}, "System requirements not met: Minimum 1 GB of RAM is required."
 FULL = {"fail": "CreateDirectoryW:*:112:KelvaneConfig"}
 SAME_VERSION = [
     ([], {}, 1000, SAME, "SameVersionAlreadyInstalled"),
     (["--force"], {}, 202, [*TESTING, "", *CLEANED], "SameVersionAlreadyInstalled"),
-    (["--pmu"], {}, 202, CLEANED, "RunCleaner"),
-    (["--no_initial_installation"], {}, 202, CLEANED, "RunCleaner"),
+    (["--pmu"], {}, 202, CLEANED, "SkippingReadyForUpgradeChecks RunCleaner"),
+    (["--no_initial_installation"], {}, 202, CLEANED, "SkippingReadyForUpgradeChecks RunCleaner"),
     (["--dont_cleanstall", "--force"], {}, 2001, TESTING, "SameVersionAlreadyInstalled"),
-    (["--pmu"], {"memory": 1048575999}, 2015, ["System requirements not met: Minimum 1 GB of RAM is required."],
-     "SystemRequirementsNotMet"),
-    (["--pmu", "-a", "SKIP_MEM_CHECK=true"], {"memory": 1048575999}, 202, CLEANED, "CheckSystemRequirementsMet"),
+    (["--pmu"], POOR, 2015, [TOO_POOR], "SystemRequirementsNotMet"),
+    (["--pmu", "-a", "SKIP_MEM_CHECK=true"], POOR, 202, CLEANED, "CheckSystemRequirementsMet"),
     ([], FULL, 2006, NO_BACKUP, "KelvaneConfigBackupFailed"),
     (["--dont_preserve_config_dir"], FULL, 1000, SAME, "VersionsInfo"),
+    ([], {"fail": "GetFileAttributesW:2:53:KelvaneConfig"}, 1000, SAME, "VersionsInfo"),
     (["--dont_fail_on_config_preserving_failures"], FULL, 1000, SAME, "KelvaneConfigBackupFailed"),
     ([], {"fail": "FindResourceW:1:1813"}, 2000, UNEXPECTED, "ExtractResourcesFailedWithSystemError")]
 
@@ -56,7 +58,7 @@ SAME_VERSION = [
 def test_the_same_version(endpoint):
     install(endpoint)
     for arguments, script, code, lines, event in SAME_VERSION:
-        assert event in check(endpoint, [*STATELESS, *arguments], code, lines, script=script).event_names
+        assert check(endpoint, [*STATELESS, *arguments], code, lines, script=script).in_order(*event.split())
     declined = check(endpoint, STATELESS[1:], 205, [])
     assert [(box["text"], box["caption"], box["type"], box["owned"]) for box in declined.boxes] == [
         (ASK, "OstravelInstaller", 4, False)]
@@ -73,9 +75,11 @@ OTHER_VERSIONS = [
                   ([], {}, 12, UPGRADED, "DowngradeDetected")]),
     ("23.2.1.10", [
         (FAIL, {}, 202, FORGOTTEN, "InstallFailed"), ([*FAIL, "--dont_cleanstall"], {}, 2001, UPGRADING, "InstallFailed"),
-        ([], {"free.C": 367001599}, 2023, [*UPGRADING, SPACE], "SystemRequirementsNotMetDiskSpaceForUpgrade"),
+        ([], {"free.C": 367001599}, 2023, [*UPGRADING, SPACE],
+         "SystemRequirementsNotMetDiskSpace SystemRequirementsNotMetDiskSpaceForUpgrade"),
         (["-a", "SAMPLE_FAIL=1602"], {"free.C": 367001600}, 205, [*UPGRADING, "The upgrade was cancelled by the user."],
-         "InstallerExitCode"),
+         "CheckSystemRequirementsMet InstallerExitCode"),
+        (["--dont_cleanstall"], POOR, 2015, [*UPGRADING, TOO_POOR], "StartingUpgrade SystemRequirementsNotMet"),
         ([], {"trust": "0x800B0100"}, 202, [*TESTING, "Existing Agent installed using patched installer.", "", *CLEANED],
          "BaseMsiInstallerIsNotTrusted"),
         (SLOW, {"monitor": "stopped,running,stopped"}, 12, UPGRADED, "KelvanePortIsDown")]),
@@ -90,8 +94,10 @@ def test_other_versions(endpoint, version, runs):
     install(endpoint, version)
     endpoint.put(r"C:\Setup\other.msi", BUILD / "packages" / "4.5.1.1.msi")
     endpoint.put(config(version)[:-6] + "KelvaneInstaller.msi", b"cached")
+    endpoint.reg_set(r"HKLM\SOFTWARE\Ostravel\Agent", RemoveExistingProductsMark=1)  # an earlier run's, which says nothing
     for arguments, script, code, lines, event in runs:
-        assert event in check(endpoint, [*STATELESS, *arguments], code, lines, script={"trust": 0} | script).event_names
+        run = check(endpoint, [*STATELESS, *arguments], code, lines, script={"trust": 0} | script)
+        assert run.in_order(*event.split())
         products = {} if "SAMPLE_FAIL_AFTER_REMOVAL=1" in arguments else {"Kelvane Agent": VERSION if code == 12 else version}
         assert endpoint.products == products and bool(endpoint.tasks) == bool(left(endpoint, "QX_R_")) == (code == 103)
 
@@ -103,9 +109,14 @@ def test_what_windows_installer_says(endpoint):
             ({"exit": 1618}, 1003, [*UPGRADING, IN_PROGRESS]), ({"exit": 1639}, 1004, [*UPGRADING, INVALID]),
             ({"exit": 1641}, 12, UPGRADED), ({"exit": 1603, "reason": 3}, 202, FORGOTTEN)]:
         check(endpoint, STATELESS, code, lines, script=script)
+    # No answer to whether the agent is well is not a no.
+    arguments = [*STATELESS, "-t", "token", "--dont_preserve_agent_uid"]
+    for question in "OpenServiceW:{}:5:KelvaneAgent", r"GetFileAttributesW:{}:5:23.2.1.10\config":
+        check(endpoint, arguments, 12, UPGRADED, script={"fail": question.format(1)})
+        check(endpoint, arguments, 2000, [*TESTING, *UNEXPECTED], script={"fail": question.format("*")})
     endpoint.wine("net", "stop", "KelvaneAgent")
     lines = [*TESTING, "Existing Agent didn't pass health check.", "", *CLEANED]
-    assert "HealthCheckFailed" in check(endpoint, STATELESS, 202, lines).event_names
+    assert check(endpoint, STATELESS, 202, lines).in_order("AgentNotReadyForUpgrade", "HealthCheckFailed")
 
 
 def test_an_unknown_version(endpoint):

@@ -18,6 +18,15 @@ auto readOptional(Reader reader, const std::filesystem::path& configDir) -> std:
     }
 }
 
+// The enrolment token, unless it is empty or would end the quotes that it is passed on in.
+std::optional<std::string> readSiteToken(const std::filesystem::path& configDir) {
+    auto token = readOptional(readSiteKey, configDir);
+    if (!token || token->empty()) return std::nullopt;
+    if (token->find('"') == std::string::npos) return token;
+    userLog(LogLevel::Error, "The installed agent's site token holds a double quote");
+    return std::nullopt;
+}
+
 } // namespace
 
 void findAgent(RunContext& context) {
@@ -26,7 +35,7 @@ void findAgent(RunContext& context) {
     if (!configDir) return;
     context.managementSettings = readOptional(readManagementSettings, *configDir);
     context.agentProxy = readOptional(readProxy, *configDir).value_or(std::nullopt);
-    context.installedSiteToken = readOptional(readSiteKey, *configDir);
+    context.installedSiteToken = readSiteToken(*configDir);
     context.agentUid = readOptional(readAgentUid, *configDir);
     context.isVdi = readOptional(readIsVdi, *configDir).value_or(false);
 }

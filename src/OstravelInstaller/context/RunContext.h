@@ -16,6 +16,15 @@
 
 namespace kelvane::bst {
 
+// What came of a run of the agent's installer.
+struct PackageRun {
+    InstallerResult result;
+    std::uint32_t exitCode; // as the installer gave it
+    // What the package recorded of it: why it failed, and that it had begun to remove the old product.
+    std::optional<std::uint32_t> failureReason{};
+    bool removedExistingProducts = false;
+};
+
 // All that one run knows; owned by the run driver, handed by reference to every flow.
 struct RunContext {
     RunContext(const OstravelInstallerCmdLine& commandLine, const BaseFolder& base)
@@ -46,7 +55,7 @@ struct RunContext {
     std::optional<ReinstallReason> reinstallReason;
     bool downgradeDetected = false;
     bool installationDone = false;
-    std::optional<std::uint32_t> packageExitCode; // of the last package run
+    std::optional<PackageRun> lastPackage; // none before it has ended
 
     bool dynamicMonitoringRebootAdvised = false;
     bool forceLogUpload = false;

@@ -2,12 +2,15 @@
 
 #include "libwin32/Text.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace kelvane::bst {
 namespace {
 
 constexpr std::size_t maxValueLength = 150;
+
+bool isControlCharacter(wchar_t c) { return c < L' ' || c == L'\x7F'; }
 
 } // namespace
 
@@ -32,7 +35,9 @@ std::wstring_view phaseName(InstallationPhaseType phase) {
 }
 
 void TelemetryMetaData::SetValue(std::wstring_view key, std::wstring_view value) {
-    values_.insert_or_assign(std::wstring(key), std::wstring(value.substr(0, maxValueLength)));
+    std::wstring text(value.substr(0, maxValueLength));
+    std::ranges::replace_if(text, isControlCharacter, L' ');
+    values_.insert_or_assign(std::wstring(key), std::move(text));
 }
 
 void TelemetryMetaData::SetValueUtf8(std::wstring_view key, std::string_view value) {

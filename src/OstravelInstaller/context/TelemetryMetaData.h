@@ -23,7 +23,8 @@ enum class InstallationPhaseType {
 std::wstring_view phaseName(InstallationPhaseType phase);
 
 // The run's telemetry record: a flat map from key to text. Values are cut to 150 UTF-16 code units when they are
-// stored, so that the record stays small enough to be sent at every phase change.
+// stored, so that the record stays small enough to be sent at every phase change; control characters in them become
+// blanks, so that no value can look like more than one when it is sent.
 class TelemetryMetaData {
 public:
     using Entries = std::unordered_map<std::wstring, std::wstring>;

@@ -1,6 +1,7 @@
 #include "OstravelInstaller/continuation/RebootContinuation.h"
 
 #include "OstravelInstaller/continuation/ContinuationFolder.h"
+#include "OstravelInstallerLib/InstallerProperty.h"
 #include "ProductLib/InstallerEvents.h"
 #include "libkelvane/FileUtilities.h"
 #include "libkelvane/UserLog.h"
@@ -48,7 +49,8 @@ ContinuationArguments argumentsOf(const RunContext& context, PostRebootAction ac
 }
 
 void registerTask(const std::filesystem::path& executable, const std::wstring& arguments) {
-    logEvent(LogLevel::Verbose, "SchedTask", {{"exePath", executable.native()}, {"commandArguments", arguments}});
+    logEvent(LogLevel::Verbose, "SchedTask",
+             {{"exePath", executable.native()}, {"commandArguments", loggedCommandLine(arguments)}});
     const auto [folder, name] = continuationTask();
     win32::TaskDescription task;
     task.folderPath = folder;

@@ -2,6 +2,7 @@
 
 #include "OstravelInstaller/context/Messages.h"
 #include "OstravelInstaller/flows/CleaningStage.h"
+#include "OstravelInstaller/flows/PackageStep.h"
 #include "OstravelInstaller/flows/PreserveConfiguration.h"
 #include "OstravelInstaller/flows/Progress.h"
 #include "OstravelInstaller/package/MsiInstallation.h"
@@ -12,7 +13,6 @@
 #include "SharedLib/InstalledAgent.h"
 #include "libkelvane/FileUtilities.h"
 #include "libkelvane/Guid.h"
-#include "libkelvane/UserLog.h"
 
 #include <windows.h>
 
@@ -79,13 +79,9 @@ InstallerResult installNewAgent(RunContext& context) {
     printLine(messages::installingAgent);
     context.telemetry.SetValue(TelemetryKey::reinstallationId, newGuid());
     enterPhase(context, InstallationPhaseType::Reinstallation, L"reinstallation");
-    const InstallerResult result = runInstallerPackage(context, installerPath(context), configDirForPackage()).result;
-    context.telemetry.SetValue(TelemetryKey::reinstallationResult, isSuccess(result) ? L"1" : L"2");
-    printPackageRefusal(result);
-    if (!isSuccess(result)) return result;
-    userLog(LogLevel::Information, messages::installationCompleted);
-    learnEnrolment(context);
-    return result;
+    return runInstallationStep(context, {.installer = installerPath(context),
+                                         .currentConfigDir = configDirForPackage(),
+                                         .resultKey = TelemetryKey::reinstallationResult});
 }
 
 } // namespace kelvane::bst

@@ -4,11 +4,11 @@
 #include "OstravelInstaller/context/Messages.h"
 #include "OstravelInstaller/flows/MainFlow.h"
 #include "OstravelInstaller/flows/Progress.h"
+#include "OstravelInstaller/flows/Requirements.h"
 #include "OstravelInstallerLib/Console.h"
 #include "OstravelInstallerLib/ProcessWait.h"
 #include "ProductLib/InstallerEvents.h"
-#include "SharedLib/NotSupportedException.h"
-#include "SharedLib/SystemRequirements.h"
+#include "ProductLib/MonitorStatus.h"
 #include "libwin32/Text.h"
 
 #include <algorithm>
@@ -33,40 +33,6 @@ constexpr std::array cleanerEndings{
     CleanerEnding{14, messages::uninstallFailed, InstallerResult::RemovalFailedCleaner14},
 };
 
-bool flagProperty(const RunContext& context, std::wstring_view name) {
-    return context.cmdLine.getInstallerProperty(name) == L"true";
-}
-
-// Prints the first requirement that this machine does not meet.
-bool requirementsMet(RunContext& context) {
-    using namespace system_requirements;
-    SystemRequirementsFlags flags;
-    flags.skipMemory = flagProperty(context, L"SKIP_MEM_CHECK");
-    flags.skipCatalogDatabase = flagProperty(context, L"SKIP_CRYPTSVC_CHECK");
-    flags.skipTls = flagProperty(context, L"SKIP_TLS_CHECK");
-    flags.skipInstalledAgentDisk = true;
-    flags.upgradeOfInstalledAgent = false;
-    try {
-        checkSystemRequirements(agentDataFolder(context.cmdLine.getInstallerProperty(agentDataDirProperty)), flags,
-                                [](const std::wstring& warning) {
-                                    logEvent(LogLevel::Error, "CheckSystemRequirementsInfo", {{"Message", warning}});
-                                });
-        logEvent(LogLevel::Verbose, "CheckSystemRequirementsMet");
-        return true;
-    } catch (const NotSupportedException& error) {
-        logEvent(LogLevel::Error, "SystemRequirementsNotMet", {{"ErrorMsg", error.what()}});
-        context.telemetry.SetValueUtf8(TelemetryKey::errorString, error.what());
-        printLine(std::wstring(messages::requirementsNotMet) + win32::toWide(error.what()));
-        return false;
-    } catch (const std::exception& error) {
-        // What cannot be checked is not met: nothing has been changed yet.
-        logEvent(LogLevel::Error, "CheckSystemRequirementsFailure", {{"ErrorMsg", error.what()}});
-        context.telemetry.SetValueUtf8(TelemetryKey::errorString, error.what());
-        printLine(std::wstring(messages::requirementsNotMet) + win32::toWide(error.what()));
-        return false;
-    }
-}
-
 CleanerOptions cleanerOptions(const RunContext& context, PostRebootAction stage) {
     const Options& options = context.cmdLine.options();
     CleanerOptions cleaner;
@@ -83,7 +49,24 @@ CleanerOptions cleanerOptions(const RunContext& context, PostRebootAction stage)
     return cleaner;
 }
 
-InstallerResult endOfCleanOnly(std::uint32_t cleanerResult) {
+// The monitor was found stuck by a cleaner that did not end, or by one that failed.
+InstallerResult afterStuckMonitor(RunContext& context) {
+    if (!context.cmdLine->clean_only.value) {
+        logEvent(LogLevel::Error, "CleaningStageFailedWithStuckMonitorError");
+        return handleStuckMonitor(context);
+    }
+    logEvent(LogLevel::Error, "CleanOnlyFailedWithStuckMonitorError");
+    return InstallerResult::MonitorStuck;
+}
+
+// A monitor that is stuck may be why; only a restart helps then.
+InstallerResult uninstallationFailed(RunContext& context, InstallerResult result) {
+    if (!isMonitorStuck()) return endWith(messages::uninstallFailed, result);
+    printLine(messages::uninstallMonitorStuck);
+    return afterStuckMonitor(context);
+}
+
+InstallerResult endOfCleanOnly(RunContext& context, std::uint32_t cleanerResult) {
     logEvent(LogLevel::Verbose, "CleanOnlyIsSet");
     switch (cleanerResult) {
     case 0:
@@ -92,7 +75,7 @@ InstallerResult endOfCleanOnly(std::uint32_t cleanerResult) {
     case 3:
         return endWith(messages::uninstallAfterReboot, InstallerResult::RemovalCompletesAfterReboot);
     default:
-        return endWith(messages::uninstallFailed, InstallerResult::RemovalFailed);
+        return uninstallationFailed(context, InstallerResult::RemovalFailed);
     }
 }
 
@@ -102,41 +85,41 @@ CleaningResult judge(RunContext& context, const CleanerRun& run) {
     const auto row = std::ranges::find(cleanerEndings, run.exitCode, &CleanerEnding::cleanerResult);
     if (row != cleanerEndings.end()) {
         context.telemetry.SetValue(TelemetryKey::installerResult, toTelemetryResult(row->result));
-        return {endWith(row->line, row->result)};
+        const bool failed = row->line == messages::uninstallFailed;
+        return {failed ? uninstallationFailed(context, row->result) : endWith(row->line, row->result)};
     }
     // Overwritten at the end of the run: a record sent until then must not speak of success.
     context.telemetry.SetValue(TelemetryKey::installerResult, L"0");
-    if (context.cmdLine->clean_only.value) return {endOfCleanOnly(run.exitCode)};
+    if (context.cmdLine->clean_only.value) return {endOfCleanOnly(context, run.exitCode)};
     return {std::nullopt, run.outcome == CleanerOutcome::RebootNeeded};
 }
 
-InstallerResult afterStuckMonitor(RunContext& context) {
-    if (!context.cmdLine->clean_only.value) {
-        logEvent(LogLevel::Error, "CleaningStageFailedWithStuckMonitorError");
-        return handleStuckMonitor(context);
+CleaningResult cleanAndJudge(RunContext& context, PostRebootAction stage) {
+    CleanerRun run;
+    try {
+        run = runAndClassifyCleaner(context, cleanerOptions(context, stage));
+    } catch (const StuckMonitorError&) {
+        if (context.cmdLine->clean_only.value) printLine(messages::uninstallMonitorStuck);
+        return {afterStuckMonitor(context)};
+    } catch (const std::exception& error) {
+        logEvent(LogLevel::Error, "CleaningStageFailedWithError", {{"ErrorMsg", error.what()}});
+        return {uninstallationFailed(context, InstallerResult::RemovalFailed)};
     }
-    logEvent(LogLevel::Error, "CleanOnlyFailedWithStuckMonitorError");
-    return endWith(messages::uninstallMonitorStuck, InstallerResult::MonitorStuck);
+    return judge(context, run);
 }
 
 } // namespace
 
 CleaningResult runCleaningStage(RunContext& context, PostRebootAction stage) {
-    if (!context.cmdLine->clean_only.value && !requirementsMet(context)) return {InstallerResult::RequirementsNotMet};
+    const bool cleanOnly = context.cmdLine->clean_only.value;
+    context.telemetry.SetValue(TelemetryKey::installerActionType, cleanOnly ? L"clean" : L"reinstall");
+    if (!cleanOnly) {
+        if (const auto unmet = checkRequirements(context, RequirementsOf::FreshInstallation)) return {*unmet};
+    }
     printLine(messages::attemptingUninstall);
     printLine(messages::uninstalling);
-    context.telemetry.SetValue(TelemetryKey::installerActionType,
-                               context.cmdLine->clean_only.value ? L"clean" : L"reinstall");
     enterPhase(context, InstallationPhaseType::Cleaning, L"cleaning");
-    try {
-        const CleanerRun run = runAndClassifyCleaner(context, cleanerOptions(context, stage));
-        return judge(context, run);
-    } catch (const StuckMonitorError&) {
-        return {afterStuckMonitor(context)};
-    } catch (const std::exception& error) {
-        logEvent(LogLevel::Error, "CleaningStageFailedWithError", {{"ErrorMsg", error.what()}});
-        return {endWith(messages::uninstallFailed, InstallerResult::RemovalFailed)};
-    }
+    return cleanAndJudge(context, stage);
 }
 
 } // namespace kelvane::bst

@@ -1,13 +1,13 @@
 #include "OstravelInstaller/flows/InitialInstallation.h"
 
 #include "OstravelInstaller/context/Messages.h"
+#include "OstravelInstaller/flows/PackageStep.h"
 #include "OstravelInstaller/flows/Progress.h"
 #include "OstravelInstaller/package/MsiInstallation.h"
 #include "OstravelInstaller/package/PackageExit.h"
 #include "OstravelInstallerLib/Console.h"
 #include "ProductLib/InstallerEvents.h"
 #include "libkelvane/Guid.h"
-#include "libkelvane/UserLog.h"
 
 namespace kelvane::bst {
 namespace {
@@ -23,10 +23,9 @@ constexpr RefusalReason refusalReasons[] = {
     {MsiFailureReason::refused, InstallerResult::PackageRefused},
 };
 
-InstallerResult explainFailure(InstallerResult result) {
-    const auto reason = readMsiFailureReason();
+InstallerResult explainFailure(const RunContext& context, InstallerResult result) {
     for (const RefusalReason& row : refusalReasons) {
-        if (reason == row.reason) return row.result;
+        if (context.lastPackage && context.lastPackage->failureReason == row.reason) return row.result;
     }
     return result;
 }
@@ -36,20 +35,17 @@ InstallerResult explainFailure(InstallerResult result) {
 InstallerResult runInitialInstallation(RunContext& context) {
     if (!context.siteToken() && context.cmdLine->quiet()) {
         logEvent(LogLevel::Error, "MissingSiteToken");
+        noteUnprinted("Site token is missing.");
         return InstallerResult::SiteTokenMissing;
     }
     printLine(messages::runningInstaller);
     context.telemetry.SetValue(TelemetryKey::installerActionType, L"install");
     context.telemetry.SetValue(TelemetryKey::installationId, newGuid());
     enterPhase(context, InstallationPhaseType::Installation, L"initialInstallation");
-    const InstallerResult result = runInstallerPackage(context, installerPath(context), std::nullopt).result;
-    context.telemetry.SetValue(TelemetryKey::installationResult, isSuccess(result) ? L"1" : L"2");
-    printPackageRefusal(result);
-    if (!isSuccess(result)) return explainFailure(result);
-
-    userLog(LogLevel::Information, messages::installationCompleted);
+    const InstallerResult result = runInstallationStep(
+        context, {.installer = installerPath(context), .resultKey = TelemetryKey::installationResult});
+    if (!isSuccess(result)) return explainFailure(context, result);
     context.installationDone = true;
-    learnEnrolment(context);
     return result;
 }
 

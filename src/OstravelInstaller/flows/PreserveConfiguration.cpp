@@ -5,6 +5,7 @@
 #include "SharedLib/AgentConfigUtils.h"
 #include "SharedLib/ConfigBackup.h"
 #include "libkelvane/FileUtilities.h"
+#include "libkelvane/ProxyUtilities.h"
 #include "libkelvane/UserLog.h"
 #include "libwin32/Text.h"
 
@@ -29,9 +30,11 @@ void preserveProxy(RunContext& context) {
     } else if (proxy->empty()) {
         logEvent(LogLevel::Verbose, "FoundEmptyProxyConfig");
     } else {
-        logEvent(LogLevel::Verbose, "FoundProxyConfig", {{"ProxyConfig", *proxy}});
-        logEvent(LogLevel::Verbose, "UsingPreservedProxy", {{"PreservedProxy", *proxy}});
-        appendServerProxy(context.msiArguments, win32::toWide(*proxy));
+        const auto setting = win32::toWide(*proxy);
+        const auto logged = ProxyUtilities::withoutUserPart(setting);
+        logEvent(LogLevel::Verbose, "FoundProxyConfig", {{"ProxyConfig", logged}});
+        logEvent(LogLevel::Verbose, "UsingPreservedProxy", {{"PreservedProxy", logged}});
+        appendServerProxy(context.msiArguments, setting);
     }
 }
 

@@ -1,8 +1,5 @@
 #include "OstravelInstaller/flows/Progress.h"
 
-#include "OstravelInstaller/context/FindAgent.h"
-#include "OstravelInstaller/context/Messages.h"
-#include "OstravelInstaller/reporting/Enrolment.h"
 #include "OstravelInstaller/reporting/PhaseReport.h"
 #include "OstravelInstallerLib/Console.h"
 
@@ -20,21 +17,14 @@ void recordReinstallReason(RunContext& context, ReinstallReason reason) {
 
 InstallerResult continueAfterReboot(RunContext& context, PostRebootAction action, InstallerResult otherwise) {
     context.telemetry.SetValue(TelemetryKey::rebootWasRequired, L"true");
-    return registerContinuation(context, action) ? InstallerResult::RebootRequired : otherwise;
-}
-
-void learnEnrolment(RunContext& context) {
-    if (findManagementSite(context).server.empty()) findAgent(context);
+    if (registerContinuation(context, action)) return InstallerResult::RebootRequired;
+    noteUnprinted("The run after the reboot could not be scheduled.");
+    return otherwise;
 }
 
 InstallerResult endWith(std::wstring_view line, InstallerResult result) {
     printLine(line);
     return result;
-}
-
-void printPackageRefusal(InstallerResult result) {
-    if (result == InstallerResult::MsiInProgress) printLine(messages::msiInProgress);
-    if (result == InstallerResult::MsiCommandLineInvalid) printLine(messages::msiCommandLineInvalid);
 }
 
 } // namespace kelvane::bst

@@ -19,13 +19,7 @@ void recordReinstallReason(RunContext& context, ReinstallReason reason);
 // Throws std::runtime_error when the program cannot be copied.
 InstallerResult continueAfterReboot(RunContext& context, PostRebootAction action, InstallerResult otherwise);
 
-// After an installation: where the run was not told where to report, the agent's files know it now.
-void learnEnrolment(RunContext& context);
-
 // How most ways of a flow end: one line for the person at the machine, and the result.
 InstallerResult endWith(std::wstring_view line, InstallerResult result);
-
-// Prints why Windows Installer did not start the package, where the result tells.
-void printPackageRefusal(InstallerResult result);
 
 } // namespace kelvane::bst

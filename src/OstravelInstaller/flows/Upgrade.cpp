@@ -27,7 +27,9 @@ constexpr std::array finalUpgradeResults{
     FinalUpgradeResult{InstallerResult::MsiCommandLineInvalid, messages::msiCommandLineInvalid},
 };
 
+// The upgrade is not even tried.
 InstallerResult fallBack(RunContext& context, ReinstallReason reason) {
+    logEvent(LogLevel::Verbose, "SkippingReadyForUpgradeChecks", {{"Reason", reinstallReasonName(reason)}});
     recordReinstallReason(context, reason);
     return InstallerResult::FallBackToReinstall;
 }
@@ -44,6 +46,7 @@ std::optional<InstallerResult> stopWithoutForce(const RunContext& context, Insta
 
 InstallerResult afterFailedUpgrade(RunContext& context, InstallerResult result) {
     const Options& options = context.cmdLine.options();
+    if (result == InstallerResult::RequirementsNotMet) return result; // which has been printed
     const auto row = std::ranges::find(finalUpgradeResults, result, &FinalUpgradeResult::result);
     if (row != finalUpgradeResults.end()) return endWith(row->line, result);
     if (!options.force.value) {
@@ -51,7 +54,7 @@ InstallerResult afterFailedUpgrade(RunContext& context, InstallerResult result) 
     }
     const bool packageFailed = context.reinstallReason == ReinstallReason::InstallerExecutionFailed;
     // The old product is gone in part: cleaning and installing on top of that is not tried.
-    if (packageFailed && removeExistingProductsMark()) {
+    if (packageFailed && context.lastPackage && context.lastPackage->removedExistingProducts) {
         return endWith(messages::upgradeFailedTerminating, InstallerResult::UpgradeFailedForGood);
     }
     if (options.dont_cleanstall.value) return InstallerResult::UpgradeFailedForGood;
@@ -72,6 +75,7 @@ InstallerResult upgrade(RunContext& context) {
     if (options.no_initial_installation.value) return fallBack(context, ReinstallReason::NoInitialInstallation);
     if (options.pmu.value) return fallBack(context, ReinstallReason::PreventMonitorUnload);
     logEvent(LogLevel::Verbose, "RunRegularUpgradeIfPossible");
+    context.telemetry.SetValue(TelemetryKey::installerActionType, L"upgrade");
     printLine(messages::runningUpgradeTests);
     const InstallerResult result = runUpgrade(context);
     if (result == InstallerResult::Success)

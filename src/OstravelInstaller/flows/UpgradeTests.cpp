@@ -1,16 +1,14 @@
 #include "OstravelInstaller/context/Messages.h"
+#include "OstravelInstaller/flows/PackageStep.h"
 #include "OstravelInstaller/flows/PreserveConfiguration.h"
 #include "OstravelInstaller/flows/Progress.h"
+#include "OstravelInstaller/flows/Requirements.h"
 #include "OstravelInstaller/flows/Upgrade.h"
 #include "OstravelInstaller/package/MsiInstallation.h"
 #include "OstravelInstallerLib/Console.h"
-#include "OstravelInstallerLib/ProcessWait.h"
 #include "ProductLib/InstallerEvents.h"
 #include "SharedLib/AgentConfigUtils.h"
-#include "SharedLib/DiskRequirements.h"
 #include "SharedLib/InstallationUtils.h"
-#include "SharedLib/NotSupportedException.h"
-#include "SharedLib/SystemFacts.h"
 #include "libkelvane/Authenticode.h"
 #include "libkelvane/Guid.h"
 
@@ -66,6 +64,7 @@ std::optional<InstallerResult> testInstalledAgent(RunContext& context) {
                         InstallerResult::InstallationFailed);
     }
     if (!agentReady(context.installedAgent)) {
+        logEvent(LogLevel::Error, "AgentNotReadyForUpgrade");
         return failTest(context, "HealthCheckFailed", messages::healthCheckFailed, ReinstallReason::HealthCheck,
                         InstallerResult::InstallationFailed);
     }
@@ -83,16 +82,17 @@ AgentVersion packageVersion(const RunContext& context) {
 
 InstallerResult runPackage(RunContext& context) {
     logEvent(LogLevel::Verbose, "StartingUpgrade");
-    try {
-        system_requirements::checkDiskForUpgrade(system_requirements::SystemFacts());
-        return runInstallerPackage(context, initialInstallerPath(context), configDirForPackage(), true).result;
-    } catch (const system_requirements::NotSupportedExceptionDiskSpaceForUpgrade& error) {
-        logEvent(LogLevel::Error, "SystemRequirementsNotMetDiskSpaceForUpgrade", {{"ErrorMsg", error.what()}});
-        context.telemetry.SetValueUtf8(TelemetryKey::errorString, error.what());
-        return InstallerResult::DiskSpaceForUpgrade;
-    } catch (const StuckMonitorError&) {
-        return InstallerResult::MonitorStuck;
+    if (const auto unmet = checkRequirements(context, RequirementsOf::Upgrade)) {
+        context.telemetry.SetValue(TelemetryKey::upgradeResult, L"2");
+        if (unmet == InstallerResult::DiskSpaceForUpgrade) {
+            logEvent(LogLevel::Error, "SystemRequirementsNotMetDiskSpaceForUpgrade");
+        }
+        return *unmet;
     }
+    return runPackageStep(context, {.installer = initialInstallerPath(context),
+                                    .currentConfigDir = configDirForPackage(),
+                                    .healthCheckPassed = true,
+                                    .resultKey = TelemetryKey::upgradeResult});
 }
 
 } // namespace
@@ -105,11 +105,9 @@ InstallerResult runUpgrade(RunContext& context) {
     printLine(messages::allTestsSucceeded);
     printLine(messages::upgradingAgent);
     logEvent(LogLevel::Verbose, "InstallingAgentVersion", {{"VersionToInstall", package.str()}});
-    context.telemetry.SetValue(TelemetryKey::installerActionType, L"upgrade");
     context.telemetry.SetValue(TelemetryKey::upgradeId, newGuid());
     enterPhase(context, InstallationPhaseType::Upgrade, L"upgrade");
     const InstallerResult result = runPackage(context);
-    context.telemetry.SetValue(TelemetryKey::upgradeResult, isSuccess(result) ? L"1" : L"2");
     if (result == InstallerResult::UpgradeFailed || result == InstallerResult::InstallationFailed) {
         logEvent(LogLevel::Error, "InstallFailed");
         recordReinstallReason(context, ReinstallReason::InstallerExecutionFailed);

@@ -2,10 +2,13 @@
 
 #include "OstravelInstaller/package/MsiProperties.h"
 #include "OstravelInstaller/package/PackageExit.h"
+#include "OstravelInstallerLib/Console.h"
+#include "OstravelInstallerLib/InstallerProperty.h"
 #include "OstravelInstallerLib/ProcessWait.h"
 #include "ProductLib/InstallerEvents.h"
 #include "ProductLib/MonitorStatus.h"
 
+#include <format>
 #include <stdexcept>
 
 namespace kelvane::bst {
@@ -22,16 +25,17 @@ RunProperties runProperties(const RunContext& context, const std::optional<std::
 }
 
 std::uint32_t execute(const std::wstring& commandLine, const std::filesystem::path& program) {
-    logEvent(LogLevel::Verbose, "executeInstallerCommand", {{"command", commandLine}});
+    logEvent(LogLevel::Verbose, "executeInstallerCommand", {{"command", loggedCommandLine(commandLine)}});
     const auto wait = stuckMonitorWait({&isMonitorServiceRunning, &isMonitorPortDown});
     const std::uint32_t exitCode = executeProcess(commandLine, wait, {.program = program});
     if (exitCode == STILL_ACTIVE) throw std::runtime_error("Installer is still running");
     return exitCode;
 }
 
-InstallerResult interpret(InstallerType type, std::uint32_t exitCode) {
-    if (type == InstallerType::SetupProgram) return setupProgramResult(exitCode);
-    return packageResult(exitCode, readMsiFailureReason());
+PackageRun interpret(InstallerType type, std::uint32_t exitCode, const PackageMarks& marks) {
+    const auto result = type == InstallerType::SetupProgram ? setupProgramResult(exitCode)
+                                                            : packageResult(exitCode, marks.failureReason);
+    return {result, exitCode, marks.failureReason, marks.removedExistingProducts};
 }
 
 } // namespace
@@ -59,11 +63,13 @@ PackageRun runInstallerPackage(RunContext& context, const std::filesystem::path&
     const InstallerType type = installerType(installer);
     const auto commandLine = installerCommandLine(installer, context.msiArguments, context.cmdLine->quiet(),
                                                   runProperties(context, currentConfigDir, healthCheckPassed));
-    deleteMsiFailureReason();
+    context.lastPackage.reset();
+    const bool unmarked = deletePackageMarks();
     const auto exitCode = execute(commandLine, type == InstallerType::SetupProgram ? installer : msiexecPath());
-    const PackageRun run{interpret(type, exitCode), exitCode};
+    const PackageRun run = interpret(type, exitCode, unmarked ? readPackageMarks() : PackageMarks{});
     logEvent(LogLevel::Verbose, "InstallerExitCode", {{"ExitCode", exitCode}, {"Result", code(run.result)}});
-    context.packageExitCode = exitCode;
+    if (!isSuccess(run.result)) noteUnprinted(std::format("The installer ended with exit code {}", exitCode));
+    context.lastPackage = run;
     context.telemetry.SetValue(TelemetryKey::msiExitCode, std::to_wstring(exitCode));
     if (type == InstallerType::WindowsInstallerPackage && packageWantsReboot(exitCode)) {
         context.dynamicMonitoringRebootAdvised = true;

@@ -19,14 +19,10 @@ std::filesystem::path initialInstallerPath(const RunContext& context);
 // The agent version that this run installs: an alternative package's ProductVersion, else the payload's VERSION.
 AgentVersion versionToInstall(const RunContext& context);
 
-struct PackageRun {
-    InstallerResult result;
-    std::uint32_t exitCode; // as the installer gave it
-};
-// Runs the installer and waits for it, watching the monitor driver. Keeps the exit code in the context and its
-// telemetry record (msiExitCode), and notes there that a reboot is advised when the package ends with one. Throws
-// std::runtime_error ("Invalid Installer type", "Installer is still running", a value that no property can carry),
-// StuckMonitorError, Win32Error, filesystem_error "exists".
+// Runs the installer and waits for it, watching the monitor driver. Keeps what came of it in the context (lastPackage)
+// and the exit code in the telemetry record (msiExitCode), and notes there that a reboot is advised when the package
+// ends with one. Throws std::runtime_error ("Invalid Installer type", "Installer is still running", a value that no
+// property can carry), StuckMonitorError, Win32Error, filesystem_error "exists".
 PackageRun runInstallerPackage(RunContext& context, const std::filesystem::path& installer,
                                const std::optional<std::filesystem::path>& currentConfigDir,
                                bool healthCheckPassed = false);

@@ -55,17 +55,22 @@ AgentVersion packageProductVersion(const std::filesystem::path& package) {
     return *version;
 }
 
-std::optional<std::uint32_t> readMsiFailureReason() { return agentNumber(AgentRegKeys::msiFailureReason); }
-
-void deleteMsiFailureReason() noexcept {
-    try {
-        RegKey key = AgentRegKeys::agentKey();
-        if (key.valueExists(AgentRegKeys::msiFailureReason)) key.deleteValue(AgentRegKeys::msiFailureReason);
-    } catch (const std::exception& error) {
-        logEvent(LogLevel::Error, "DeletingMsiFailureReasonFailed", {{"ErrorMsg", error.what()}});
-    }
+PackageMarks readPackageMarks() {
+    return {agentNumber(AgentRegKeys::msiFailureReason),
+            agentNumber(AgentRegKeys::removeExistingProductsMark).value_or(0) != 0};
 }
 
-bool removeExistingProductsMark() { return agentNumber(AgentRegKeys::removeExistingProductsMark).value_or(0) != 0; }
+bool deletePackageMarks() noexcept {
+    try {
+        RegKey key = AgentRegKeys::agentKey();
+        for (const auto mark : {AgentRegKeys::msiFailureReason, AgentRegKeys::removeExistingProductsMark}) {
+            if (key.valueExists(mark)) key.deleteValue(mark);
+        }
+        return true;
+    } catch (const std::exception& error) {
+        logEvent(LogLevel::Error, "DeletingPackageMarksFailed", {{"ErrorMsg", error.what()}});
+        return false;
+    }
+}
 
 } // namespace kelvane::bst

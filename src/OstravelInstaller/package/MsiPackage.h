@@ -12,11 +12,14 @@ namespace kelvane::bst {
 // std::runtime_error when it is no version.
 AgentVersion packageProductVersion(const std::filesystem::path& package);
 
-// Why the last run of the package failed, by its own account. Absent when it recorded nothing, or no number (logged).
-std::optional<std::uint32_t> readMsiFailureReason();
-// Done before a run, so that a reason found afterwards is of this run. Never throws: a failure is logged.
-void deleteMsiFailureReason() noexcept;
-// Whether the package had begun to remove the old product.
-bool removeExistingProductsMark();
+// What the package's own actions record of a run of it.
+struct PackageMarks {
+    // MsiFailureReason: why it failed. Absent when it recorded nothing, or no number (logged).
+    std::optional<std::uint32_t> failureReason{};
+    bool removedExistingProducts = false; // RemoveExistingProductsMark: it had begun to remove the old product
+};
+PackageMarks readPackageMarks();
+// Done before a run, so that what is found afterwards is of this run; false, logged, when an old mark may be left.
+bool deletePackageMarks() noexcept;
 
 } // namespace kelvane::bst

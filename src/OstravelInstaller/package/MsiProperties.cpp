@@ -23,17 +23,17 @@ std::wstring_view checkedValue(const char* property, std::wstring_view value, st
     throw std::runtime_error(std::string("Invalid value of the MSI property ").append(property));
 }
 
-bool containsIgnoringCase(std::wstring_view text, std::wstring_view part) {
-    for (std::size_t at = 0; at + part.size() <= text.size(); ++at) {
-        if (win32::equalsIgnoringAsciiCase(text.substr(at, part.size()), part)) return true;
-    }
-    return false;
+// The value as a property's text has it: in quotes when white space would end it.
+std::wstring propertyText(const char* property, std::wstring_view value) {
+    checkedValue(property, value, endsQuotedValue);
+    const bool bare = value.find_first_of(endsBareValue) == std::wstring_view::npos;
+    return bare ? std::wstring(value) : formatText(L"\"%s\"", value);
 }
 
 // A virtual-desktop installation never carries an agent identifier, whoever says that it is one.
 std::wstring identityProperty(const BaseProperties& properties, std::wstring_view soFar) {
     constexpr std::wstring_view vdi = L"VDI=true";
-    if (containsIgnoringCase(soFar, vdi)) return {};
+    if (win32::findIgnoringAsciiCase(soFar, vdi) != std::wstring_view::npos) return {};
     if (properties.vdi) return formatText(L" %s", vdi);
     if (!properties.agentUid) return {};
     return formatText(L" AGENT_UID=%s FORCE_SET_AGENT_UID=true",
@@ -44,12 +44,11 @@ std::wstring identityProperty(const BaseProperties& properties, std::wstring_vie
 
 std::wstring basePropertyString(const BaseProperties& properties) {
     std::wstring text = properties.installerArguments;
-    text += formatText(L" DIAG_UID=%s INSTALLATION_INITIATOR=%s",
-                       checkedValue("DIAG_UID", properties.diagUid, endsQuotedValue),
-                       checkedValue("INSTALLATION_INITIATOR", properties.initiator, endsQuotedValue));
+    text += formatText(L" DIAG_UID=%s INSTALLATION_INITIATOR=%s", propertyText("DIAG_UID", properties.diagUid),
+                       propertyText("INSTALLATION_INITIATOR", properties.initiator));
     text += identityProperty(properties, text);
     if (properties.customerId) {
-        text += formatText(L" CUSTOMER_ID=%s", checkedValue("CUSTOMER_ID", *properties.customerId, endsQuotedValue));
+        text += formatText(L" CUSTOMER_ID=%s", propertyText("CUSTOMER_ID", *properties.customerId));
     }
     return text;
 }
@@ -73,7 +72,7 @@ std::wstring runPropertyString(const RunProperties& properties) {
     if (properties.siteToken) {
         checkedValue("SITE_TOKEN", win32::toWide(*properties.siteToken), endsQuotedValue);
         text += formatText(L" SITE_TOKEN=\"%S\" INSTALLATION_ID=%s", *properties.siteToken,
-                           checkedValue("INSTALLATION_ID", properties.installationId, endsQuotedValue));
+                           propertyText("INSTALLATION_ID", properties.installationId));
     }
     if (properties.extraText) text += formatText(L" %S", *properties.extraText);
     if (properties.healthCheckPassed) text += L" HEALTH_CHECK_PASSED=true";

@@ -1,8 +1,13 @@
 #include "OstravelInstaller/reporting/Enrolment.h"
 
 #include "OstravelInstaller/context/RunContext.h"
-#include "libkelvane/JsonLibrary.h"
+#include "ProductLib/InstallerEvents.h"
+#include "libkelvane/HttpLibrary.h"
+#include "libkelvane/ProxyUtilities.h"
 #include "libwin32/Text.h"
+
+#include <algorithm>
+#include <cwchar>
 
 namespace kelvane::bst {
 namespace {
@@ -11,7 +16,29 @@ constexpr std::size_t longestToken = 16384;
 
 std::optional<std::wstring> stringMember(const web::json::value& object, const wchar_t* name) {
     if (!object.has_string_field(name)) return std::nullopt;
-    return object.at(name).as_string();
+    const auto& text = object.at(name).as_string();
+    return win32::hasControlCharacter(win32::toUtf8(text)) ? std::nullopt : std::optional(text);
+}
+
+ManagementSite knownSite(const RunContext& context) {
+    if (const auto token = context.siteToken()) {
+        if (const auto site = siteFromToken(*token)) return *site;
+    }
+    if (!context.managementSettings) return {};
+    return {win32::toWide(context.managementSettings->mgmtServer), win32::toWide(context.managementSettings->site)};
+}
+
+// 127.0.0.0/8 as four numbers: nothing that a name server would be asked for.
+bool isLoopbackAddress(const std::wstring& host) {
+    if (host.find_first_not_of(L"0123456789.") != std::wstring::npos) return false;
+    unsigned int parts[4]{};
+    int length = 0;
+    return std::swscanf(host.c_str(), L"%3u.%3u.%3u.%3u%n", &parts[0], &parts[1], &parts[2], &parts[3], &length) == 4 &&
+           host.size() == static_cast<std::size_t>(length) && parts[0] == 127 && std::ranges::max(parts) <= 255;
+}
+
+bool isLoopback(const std::wstring& host) {
+    return host == L"localhost" || host == L"[::1]" || isLoopbackAddress(host);
 }
 
 } // namespace
@@ -33,12 +60,23 @@ std::optional<ManagementSite> siteFromToken(std::string_view token) {
     }
 }
 
-ManagementSite findManagementSite(const RunContext& context) {
-    if (const auto token = context.siteToken()) {
-        if (const auto site = siteFromToken(*token)) return *site;
+bool mayReportTo(const std::wstring& server) {
+    try {
+        const web::uri address(server);
+        if (address.scheme() == L"https") return !address.host().empty();
+        return address.scheme() == L"http" && isLoopback(address.host());
+    } catch (const std::exception&) {
+        return false; // no address at all
     }
-    if (!context.managementSettings) return {};
-    return {win32::toWide(context.managementSettings->mgmtServer), win32::toWide(context.managementSettings->site)};
+}
+
+ManagementSite findManagementSite(const RunContext& context) {
+    ManagementSite site = knownSite(context);
+    if (!site.server.empty() && !mayReportTo(site.server)) {
+        logEvent(LogLevel::Error, "MgmtUrlRefused", {{"MgmtUrl", ProxyUtilities::withoutUserPart(site.server)}});
+        site.server.clear();
+    }
+    return site;
 }
 
 } // namespace kelvane::bst

@@ -14,11 +14,15 @@ struct ManagementSite {
     std::wstring siteKey;
 };
 
-// A site token that is base64 of a JSON object with the string members "url" and "site_key"; nothing for any other
-// token.
+// A site token that is base64 of a JSON object with the string members "url" and "site_key", without control
+// characters; nothing for any other token.
 std::optional<ManagementSite> siteFromToken(std::string_view token);
 
-// Out of the run's token, else out of the installed agent's configuration as it was last read.
+// Whether reports may go to the address: https, or http on this machine itself (127.0.0.0/8, ::1, localhost).
+bool mayReportTo(const std::wstring& server);
+
+// Out of the run's token, else out of the installed agent's configuration as it was last read. An address that reports
+// may not go to is logged and counts as not known.
 ManagementSite findManagementSite(const RunContext& context);
 
 } // namespace kelvane::bst

@@ -1,5 +1,6 @@
 #include "OstravelInstaller/reporting/ManagementClient.h"
 
+#include "OstravelInstaller/reporting/AnswerText.h"
 #include "ProductLib/InstallerEvents.h"
 #include "libwin32/DelayLoad.h"
 #include "libwin32/Win32Error.h"
@@ -9,9 +10,10 @@
 
 #include <winhttp.h>
 
+#include <atomic>
 #include <exception>
 #include <memory>
-#include <vector>
+#include <optional>
 
 namespace kelvane::bst {
 namespace {
@@ -23,7 +25,6 @@ constexpr DWORD tls13 = 0x2000;
 constexpr DWORD ignoreUnreachableRevocation = 155; // WINHTTP_OPTION_IGNORE_CERT_REVOCATION_OFFLINE
 constexpr DWORD ignoredCertificateFaults = SECURITY_FLAG_IGNORE_UNKNOWN_CA | SECURITY_FLAG_IGNORE_CERT_DATE_INVALID |
                                            SECURITY_FLAG_IGNORE_CERT_CN_INVALID | SECURITY_FLAG_IGNORE_CERT_WRONG_USAGE;
-constexpr utility::size64_t longestAnswer = 1 << 16;
 // Each chunk of a body costs several changes of thread: with the library's 64 KiB they take most of an upload's time.
 constexpr std::size_t bodyChunk = 1 << 20;
 
@@ -50,6 +51,19 @@ void checkCertificates(HINTERNET request) {
     win32::check(setOption(request, WINHTTP_OPTION_ENABLE_FEATURE, WINHTTP_ENABLE_SSL_REVOCATION), "WinHttpSetOption");
 }
 
+// Nobody's credentials but those of the proxy setting are for the server or a proxy that asks, and nothing is kept
+// between requests.
+void keepToOurselves(HINTERNET request) {
+    win32::check(setOption(request, WINHTTP_OPTION_AUTOLOGON_POLICY, WINHTTP_AUTOLOGON_SECURITY_LEVEL_HIGH),
+                 "WinHttpSetOption");
+    win32::check(setOption(request, WINHTTP_OPTION_DISABLE_FEATURE, WINHTTP_DISABLE_COOKIES), "WinHttpSetOption");
+}
+
+void prepare(HINTERNET request) {
+    checkCertificates(request);
+    keepToOurselves(request);
+}
+
 web::http::client::http_client_config complete(web::http::client::http_client_config config,
                                                std::chrono::milliseconds limit) {
     // The library's threads must not be where a function turns out to be missing.
@@ -59,33 +73,22 @@ web::http::client::http_client_config complete(web::http::client::http_client_co
     config.set_chunksize(bodyChunk);
     config.set_nativesessionhandle_options(&useModernTls);
     config.set_validate_certificates(false);
-    config.set_nativehandle_options(&checkCertificates);
+    config.set_nativehandle_options(&prepare);
     return config;
 }
 
-void refuseLongAnswer(web::http::message_direction::direction direction, utility::size64_t bytes) {
-    if (direction == web::http::message_direction::download && bytes > longestAnswer) {
-        throw http_exception("The server's answer is too long");
-    }
-}
-
-pplx::task<ServerAnswer> withBody(const web::http::http_response& response) {
-    return response.extract_vector().then([status = response.status_code()](const std::vector<unsigned char>& body) {
-        return ServerAnswer{status, std::string(body.begin(), body.end())};
-    });
-}
-
-// How an exchange ended. Shared with the library's threads: one that is given up on ends at some later time.
+// What came of an exchange. Shared with the library's threads: one that is given up on ends at some later time.
 struct Exchange {
     win32::Win32Event ended;
-    ServerAnswer answer;
-    std::exception_ptr error;
+    std::atomic<std::uint32_t> status{0}; // 0: no answer yet
+    std::shared_ptr<AnswerText> text = std::make_shared<AnswerText>();
+    std::exception_ptr error; // once it has ended
 };
 
 // Every outcome is taken up: the task library ends a process that leaves a task's exception unobserved.
-void observe(Exchange& exchange, const pplx::task<ServerAnswer>& task) noexcept {
+void observe(Exchange& exchange, const pplx::task<web::http::http_response>& task) noexcept {
     try {
-        exchange.answer = task.get();
+        task.get();
     } catch (...) {
         exchange.error = std::current_exception();
     }
@@ -98,20 +101,23 @@ ManagementClient::ManagementClient(const std::wstring& server, web::http::client
                                    std::chrono::milliseconds limit)
     : limit_(limit), client_(server, complete(std::move(config), limit)) {}
 
-ServerAnswer ManagementClient::await(const web::http::http_request& request) {
+ServerAnswer ManagementClient::await(web::http::http_request request) {
     const auto exchange = std::make_shared<Exchange>();
+    request.set_response_stream(AnswerText::stream(exchange->text));
     pplx::cancellation_token_source cancellation;
     client_.request(request, cancellation.get_token())
-        .then(&withBody)
-        .then([exchange](const pplx::task<ServerAnswer>& task) { observe(*exchange, task); });
+        .then([exchange](const web::http::http_response& response) {
+            exchange->status = response.status_code();
+            return response.content_ready();
+        })
+        .then([exchange](const pplx::task<web::http::http_response>& task) { observe(*exchange, task); });
     // The library's own time-outs are per step; a server that sends a byte now and then would outlast them all.
     const DWORD waited = WaitForSingleObject(exchange->ended.handle(), static_cast<DWORD>(limit_.count()));
-    if (waited != WAIT_OBJECT_0) {
-        cancellation.cancel();
-        throw http_exception(ERROR_WINHTTP_TIMEOUT, "The server did not answer in time");
-    }
-    if (exchange->error) std::rethrow_exception(exchange->error);
-    return std::move(exchange->answer);
+    if (waited != WAIT_OBJECT_0) cancellation.cancel();
+    // The status is the answer; a text that is too long, breaks off or does not end counts as far as it came.
+    if (const std::uint32_t status = exchange->status) return {status, exchange->text->taken()};
+    if (waited != WAIT_OBJECT_0) throw http_exception(ERROR_WINHTTP_TIMEOUT, "The server did not answer in time");
+    std::rethrow_exception(exchange->error);
 }
 
 ServerAnswer ManagementClient::send(web::http::http_request request, const std::wstring& path,
@@ -119,7 +125,6 @@ ServerAnswer ManagementClient::send(web::http::http_request request, const std::
     logEvent(LogLevel::Verbose, "SendHttpRequest",
              {{"BaseUrl", client_.base_uri().to_string()}, {"ReqUrl", path}, {"Body", loggedBody}});
     request.set_request_uri(path);
-    request.set_progress_handler(&refuseLongAnswer);
     try {
         auto answer = await(request);
         logEvent(LogLevel::Verbose, "SendHttpRequestResponse",

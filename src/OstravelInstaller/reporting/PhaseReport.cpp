@@ -14,7 +14,6 @@
 #include <windows.h>
 
 #include <chrono>
-#include <format>
 #include <optional>
 #include <utility>
 
@@ -104,9 +103,7 @@ std::string upload(const RunContext& context, const HttpConfig& config, bool wit
     }
     body.Finish();
     ManagementClient client(site.server, config, uploadLimit);
-    auto answer = client.send(request, std::wstring(uploadPath) + uploadKind, L"multipart/form-data");
-    if (answer.status / 100 != 2) throw std::runtime_error(std::format("The server answered {}", answer.status));
-    return std::move(answer.text);
+    return client.send(request, std::wstring(uploadPath) + uploadKind, L"multipart/form-data").text;
 }
 
 std::string sendTelemetryWithLog(const RunContext& context, const HttpConfig& config) {
@@ -175,6 +172,7 @@ void sendStatus(const RunContext& context) {
     const auto answer =
         ManagementClient(site.server, *config, statusLimit).send(request, statusPath, status.serialize());
     logEvent(LogLevel::Verbose, "SendStatusToMgmt", {{"StatusCode", answer.status}});
+    logEvent(LogLevel::Verbose, "SendStatusToMgmtResponse", {{"Response", answer.text}});
 }
 
 } // namespace

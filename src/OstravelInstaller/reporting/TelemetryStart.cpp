@@ -4,6 +4,7 @@
 #include "ComputerInformation/NetworkInfo.h"
 #include "ComputerInformation/OsVersionInfo.h"
 #include "OstravelInstaller/context/ProgramVersion.h"
+#include "OstravelInstallerLib/InstallerProperty.h"
 #include "ProductLib/InstallerEvents.h"
 #include "libkelvane/AgentVersion.h"
 #include "libkelvane/PathUtils.h"
@@ -44,7 +45,7 @@ void recordNewRun(RunContext& context) {
     record.SetValue(TelemetryKey::machineUid, GetMachineUid().value_or(L""));
     record.SetValue(TelemetryKey::installationInitiator, initiatorName(context.cmdLine->INSTALLATION_INITIATOR.value));
     const wchar_t* commandLine = GetCommandLineW();
-    record.SetValue(TelemetryKey::usedArgs, commandLine ? commandLine : L"");
+    record.SetValue(TelemetryKey::usedArgs, loggedCommandLine(commandLine ? commandLine : L""));
     record.SetInstallationPhase(InstallationPhaseType::Initial);
     recordFreeDiskSpace(record);
 }

@@ -20,7 +20,7 @@ namespace {
 void useWorkingDirectory(RunContext& context) {
     const auto& given = context.cmdLine.options().temp_path;
     if (given.given) {
-        const auto directory = std::filesystem::absolute(given.value);
+        const std::filesystem::path directory = given.value;
         context.tempDirCreated = FileUtilities::createProtectedDirectories(directory);
         context.tempDir = directory.wstring();
     } else {
@@ -42,10 +42,12 @@ void chooseWorkingDirectory(RunContext& context) {
     }
 }
 
-std::wstring chosenId(const RunContext& context, const Option<std::wstring>& option, std::wstring_view property) {
+// The option, else the package's property, else a new one. A property that cannot be passed on as it is counts as none.
+std::wstring chosenInstallationId(const RunContext& context) {
+    const auto& option = context.cmdLine->INSTALLATION_ID;
     if (option.given) return option.value;
-    if (auto value = context.cmdLine.getInstallerProperty(property)) return *value;
-    return newGuid();
+    const auto value = context.cmdLine.getInstallerProperty(L"INSTALLATION_ID").value_or(L"");
+    return value.empty() || value.find_first_of(L"\"\r\n") != std::wstring::npos ? newGuid() : value;
 }
 
 std::wstring baseProperties(const RunContext& context) {
@@ -67,7 +69,7 @@ void buildRunContext(RunContext& context) {
     const Options& options = context.cmdLine.options();
     chooseWorkingDirectory(context);
     findAgent(context);
-    context.installationId = chosenId(context, options.INSTALLATION_ID, L"INSTALLATION_ID");
+    context.installationId = chosenInstallationId(context);
     context.diagUid = options.diagnostic_UID.given ? options.diagnostic_UID.value : newGuid();
     context.reinstallReason = reinstallReasonOfName(options.BST_REINSTALL_REASON.value);
     context.forceLogUpload = options.send_log.value;

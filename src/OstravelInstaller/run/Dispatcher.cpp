@@ -16,37 +16,33 @@
 namespace kelvane::bst {
 namespace {
 
-// An outside tool must not take the result of an earlier run for this one's.
-void forgetEarlierResult(const RunContext& context) {
-    try {
-        removeExitCodeFile(context.cmdLine->afterReboot());
-    } catch (const std::exception&) {
-        // The file is overwritten at the end of the run in any case.
-    }
-}
-
-bool agentPresent(const RunContext& context) {
-    return context.installedAgent.versionFound || anyRelatedProduct() || agentServiceExists();
-}
+bool agentPresent(const RunContext& context) { return context.installedAgent.versionFound || agentRegistered(); }
 
 InstallerResult installOnCleanMachine(RunContext& context) {
     const InstallerResult result = runInitialInstallation(context);
     if (isSuccess(result)) return result;
+    if (!context.lastPackage) return result;
     if (!context.cmdLine->quiet()) {
         logEvent(LogLevel::Error, "ReinstallInUiModeUnsupported");
         return result;
     }
-    // A package that did not run has said nothing: the registry may hold an earlier one's reason.
-    if (!context.packageExitCode || readMsiFailureReason() != MsiFailureReason::multipleRelatedProducts) return result;
+    if (context.lastPackage->failureReason != MsiFailureReason::multipleRelatedProducts) return result;
     logEvent(LogLevel::Verbose, "ReinstallingDueToMultipleRelatedProducts");
     return cleanAndReinstall(context, PostRebootAction::CleanAndInstall, true);
 }
 
 } // namespace
 
+void forgetEarlierResult(const Options& options) noexcept {
+    try {
+        removeExitCodeFile(options.afterReboot());
+    } catch (const std::exception&) {
+        // The file is overwritten at the end of the run in any case.
+    }
+}
+
 InstallerResult dispatch(RunContext& context) {
     const Options& options = context.cmdLine.options();
-    forgetEarlierResult(context);
     const PostRebootAction stage = decodePostRebootAction(options.r.value);
     if (checkPendingReboot(context)) return InstallerResult::AlreadyPendingReboot;
     if (!isContinuationScheduled()) removeStaleCopies(context.baseFolder);

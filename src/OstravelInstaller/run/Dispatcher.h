@@ -4,6 +4,10 @@
 
 namespace kelvane::bst {
 
+// Removes the exit-code file of an earlier run, so that an outside tool does not take its result for this one's. The
+// first step of a run whose command line is known, before anything of it can fail.
+void forgetEarlierResult(const Options& options) noexcept;
+
 // Chooses what this run does, and does it. Throws; the run driver turns exceptions into results.
 InstallerResult dispatch(RunContext& context);
 

@@ -19,6 +19,8 @@ void removeWorkingDirectory(RunContext& context) {
 }
 
 void recordResult(RunContext& context) {
+    // The record of a run before a reboot may have brought an earlier error.
+    if (code(context.result) >= 1000) context.telemetry.SetValueUtf8(TelemetryKey::errorString, lastWord());
     context.telemetry.SetValue(TelemetryKey::installerReturnCode, std::to_wstring(code(context.result)));
     context.telemetry.SetValue(TelemetryKey::installerResult, toTelemetryResult(context.result));
 }

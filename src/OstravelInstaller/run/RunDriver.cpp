@@ -9,6 +9,7 @@
 #include "OstravelInstaller/run/FinishRun.h"
 #include "OstravelInstallerLib/CommandLineUtils.h"
 #include "OstravelInstallerLib/Console.h"
+#include "OstravelInstallerLib/InstallerProperty.h"
 #include "OstravelInstallerLib/InstanceMutex.h"
 #include "ProductLib/InstallerEvents.h"
 #include "libkelvane/UserLog.h"
@@ -29,16 +30,20 @@ InstallerResult unexpected(const char* event, TraceFields fields) {
     return InstallerResult::UnexpectedError;
 }
 
-// Calls the dispatcher and turns exceptions into results.
+// Fills the context, calls the dispatcher, and turns exceptions into results.
 InstallerResult runGuarded(RunContext& context) {
-    const auto failed = [&context](const char* event, const std::exception& error) {
-        context.telemetry.SetValueUtf8(TelemetryKey::errorString, error.what());
-        return unexpected(event, {{"ErrorMsg", error.what()}});
+    const auto failed = [](const char* event, const std::exception& error) {
+        const InstallerResult result = unexpected(event, {{"ErrorMsg", error.what()}});
+        noteUnprinted(error.what());
+        return result;
     };
     try {
+        buildRunContext(context);
+        if (!context.cmdLine->quiet()) requireDesktop();
         return dispatch(context);
     } catch (const ConsoleEnvironmentError& error) {
         logEvent(LogLevel::Error, "OstravelInstallerEnvironmentError", {{"ErrorMsg", error.what()}});
+        noteUnprinted(error.what());
         return InstallerResult::DesktopRequired;
     } catch (const std::runtime_error& error) {
         return failed("RunFailedWithRunTimeError", error);
@@ -55,10 +60,11 @@ InstallerResult parseAndRun(Log& log, const BaseFolder& baseFolder) {
         logEvent(LogLevel::Verbose, "OstravelInstallerOutputHandlerExecuted");
         return InstallerResult::UsageShown;
     }
+    forgetEarlierResult(cmdLine.options());
+    if (!cmdLine->quiet()) openConsoleOnDemand();
     RunContext context(cmdLine, baseFolder);
     context.logFile = log.path();
     context.flushLog = [&log] { return log.FlushLog(); };
-    buildRunContext(context);
     context.result = runGuarded(context);
     logEvent(LogLevel::Verbose, "OstravelInstallerExitCode", {{"ExitCode", code(context.result)}});
     finishRun(context);
@@ -102,7 +108,7 @@ InstallerResult runOstravelInstaller() {
     Log log(baseFolder.path());
     const wchar_t* commandLine = GetCommandLineW();
     logEvent(LogLevel::Verbose, "Hello From OstravelInstaller!",
-             {{"Version", programVersion}, {"CommandLine", commandLine ? commandLine : L""}});
+             {{"Version", programVersion}, {"CommandLine", loggedCommandLine(commandLine ? commandLine : L"")}});
 
     InstallerResult result = InstallerResult::UnexpectedError;
     try {

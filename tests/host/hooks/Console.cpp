@@ -44,6 +44,12 @@ BOOL WINAPI freeConsole() {
     return std::exchange(open, false);
 }
 
+// stdout=none: started without standard output, as from the desktop.
+HANDLE WINAPI standardHandle(DWORD id) {
+    const bool absent = !open && id == STD_OUTPUT_HANDLE && scripted(L"stdout", L"") == L"none";
+    return absent ? nullptr : GetStdHandle(id);
+}
+
 HWND WINAPI window() { return open ? consoleWindow : nullptr; }
 
 BOOL WINAPI setTitle(LPCWSTR title) {
@@ -61,9 +67,10 @@ BOOL WINAPI objectInformation(HANDLE object, int index, PVOID buffer, DWORD size
     return done;
 }
 
-const Registration hooks{REPLACE(AllocConsole, allocConsole), REPLACE(AttachConsole, attachConsole),
-                         REPLACE(FreeConsole, freeConsole),   REPLACE(GetConsoleWindow, window),
-                         REPLACE(SetConsoleTitleW, setTitle), REPLACE(GetUserObjectInformationW, objectInformation)};
+const Registration hooks{REPLACE(AllocConsole, allocConsole),  REPLACE(AttachConsole, attachConsole),
+                         REPLACE(FreeConsole, freeConsole),    REPLACE(GetConsoleWindow, window),
+                         REPLACE(SetConsoleTitleW, setTitle),  REPLACE(GetUserObjectInformationW, objectInformation),
+                         REPLACE(GetStdHandle, standardHandle)};
 
 } // namespace
 

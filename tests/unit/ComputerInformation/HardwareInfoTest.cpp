@@ -1,5 +1,6 @@
 #include "ComputerInformation/HardwareInfo.h"
 #include "ComputerInformation/NetworkInfo.h"
+#include "ComputerInformation/OsVersionInfo.h"
 
 #include <gtest/gtest.h>
 
@@ -19,4 +20,17 @@ TEST(NetworkInfo, ReadsAdaptersOfTheKnownTypes) {
         EXPECT_TRUE(!adapter.type.empty() && adapter.macAddress.size() == 17) << adapter.macAddress;
     for (const auto& [number, name] : {std::pair{6U, "wired"}, {71U, "wireless"}, {243U, "cellular"}, {24U, ""}})
         EXPECT_EQ(adapterTypeName(number), name);
+}
+
+TEST(OsVersionInfo, Windows11IsNamedSo) {
+    const std::tuple<const wchar_t*, ProductType, std::uint32_t, const wchar_t*> cases[] = {
+        {L"Windows 10 Pro", ProductType::Workstation, 22000, L"Windows 11 Pro"},
+        {L"Windows 10 Pro", ProductType::Workstation, 19045, L"Windows 10 Pro"},
+        {L"Windows 11 Home", ProductType::Workstation, 26100, L"Windows 11 Home"},
+        {L"Windows Server 2025", ProductType::Server, 26100, L"Windows Server 2025"},
+        {L"Windows 10 Enterprise multi-session", ProductType::Server, 22631, L"Windows 10 Enterprise multi-session"}};
+    for (const auto& [registered, type, build, name] : cases)
+        EXPECT_EQ(currentProductName(registered, type, build), name);
+    EXPECT_EQ(systemBitness(), L"x64");
+    EXPECT_EQ(bitnessName(5), L"Unknown");
 }

@@ -1,5 +1,6 @@
 #include "OstravelInstallerLib/CommandLineUtils.h"
 #include "OstravelInstallerLib/ArgumentNormalizer.h"
+#include "OstravelInstallerLib/InstallerProperty.h"
 #include "Support.h"
 
 #include <gtest/gtest.h>
@@ -27,15 +28,22 @@ static std::vector<std::string> parts(const std::string& line) {
 }
 
 TEST(ArgumentNormalizer, BringsArgumentsIntoTheParsersForm) {
-    const std::vector<OptionName> declared{
-        {"clean_only", "c", false},         {"qn", "q", false}, {"temp_path", "p", true},
-        {"installer_arguments", "a", true}, {"", "r", true},    {"lm", "l", false}};
+    const std::vector<OptionName> declared{{"clean_only", "c", false},
+                                           {"qn", "q", false},
+                                           {"temp_path", "p", true},
+                                           {"installer_arguments", "a", true},
+                                           {"", "r", true},
+                                           {"lm", "l", false},
+                                           {"token", "t", true}};
     // Each line is taken apart at its bars.
     const std::tuple<std::string, std::string, bool> cases[] = {
         {"-clean_only|---clean_only|--clean_only|--c|-----c", "--clean_only|--clean_only|--clean_only|-c|-c", false},
         {"--q", "-q", true},
-        {"-lq", "-lq", true},
-        {"-xq|--unquiet|q|qn", "-xq|--unquiet|q|qn", false},
+        {"-lq", "-l|-q", true},
+        {"-xq|--unquiet|q|qn|--lq", "-xq|--unquiet|q|qn|--lq", false},
+        {"-qt|x|-t|--unquiet", "-q|-t|x|-t|--unquiet", true},
+        {"-lp|-q|-lp=a b|-cp c", "-l|-p|-q|-l|-p|a b|-c|-p|c", false},
+        {"-pq|x", "-pq|x", true},
         {"-a|--clean_only /qn|-q", "-a|--clean_only /qn|-q", true},
         {"--installer_arguments|-q", "--installer_arguments|-q", false},
         {"---a|---clean_only", "-a|---clean_only", false},
@@ -72,10 +80,27 @@ TEST(CommandLine, RefusesWhatItCannotRead) {
         {L"--no_initial_installation --dont_cleanstall --stateless_upgrade 1",
          "\"--no_initial_installation\" and \"--dont_cleanstall\" cannot be used together"},
         {L"-clean_only -pmu", "\"--clean_only\" and \"--pmu\" cannot be used together"},
+        {L"-t a\\\"b", "Couldn't read argument value from string 'a\"b'"},
+        {L"-d \\\"", "Couldn't read argument value from string '\"'"},
+        {L"--diagnostic_UID=a\\\"b", "Couldn't read argument value from string 'a\"b'"},
+        {L"INSTALLATION_ID=\\\"b", "Couldn't read argument value from string '\"b'"},
+        {L"--INSTALLATION_INITIATOR a\rb", "Couldn't read argument value from string 'a\rb'"},
+        {L"--tmd \"a\nb\"", "Couldn't read argument value from string 'a\nb'"},
+        {L"--ppc \"a\rb\"", "Couldn't read argument value from string 'a\rb'"},
+        {L"--tmd a\\\"b --ppc a\\\"b --af \"a\nb\" -a \"A=\\\"b\nc\"", ""},
         {L"--dont_cleanstall --stateless_upgrade 1", ""},
         {L"-c -p \"\" -H -3 -v 2", ""}};
     for (const auto& [arguments, failure] : cases)
         EXPECT_EQ(failureOf(arguments), failure);
+}
+
+TEST(CommandLine, EmptyIdentifiersAreNotGivenAndPathsAreFull) {
+    OstravelInstallerCmdLine commandLine;
+    ASSERT_TRUE(commandLine.parse(support::words(LR"(-t "" -d "" --INSTALLATION_ID= --ppc "" -p a\..\b/c)")));
+    const Options& options = commandLine.options();
+    EXPECT_FALSE(options.fallback_site_token || options.diagnostics_site_token || options.INSTALLATION_ID);
+    EXPECT_TRUE(options.ppc && options.temp_path && !options.alternative_installer_path);
+    EXPECT_EQ(options.temp_path.value, (std::filesystem::current_path() / L"b" / L"c").native());
 }
 
 TEST(CommandLine, FindsInstallerProperties) {
@@ -85,7 +110,7 @@ TEST(CommandLine, FindsInstallerProperties) {
         {L"INSTALLATION_ID=ab X=1", L"ab"},
         {L"INSTALLATION_ID=", L""},
         {L"INSTALLATION_ID=\"\" X", L""},
-        {L"INSTALLATION_ID=\"a\" X=\"b\"", L"a\" X=\"b"},
+        {L"INSTALLATION_ID=\"a\" X=\"b\"", L"a"},
         {L"INSTALLATION_ID=\"a\"\nX=\"b\"", L"a"},
         {L"INSTALLATION_ID=\"a b", L"\"a"},
         {L"INSTALLATION_ID=x\tINSTALLATION_ID=\"y\"", L"y"},
@@ -97,4 +122,17 @@ TEST(CommandLine, FindsInstallerProperties) {
         ASSERT_TRUE(commandLine.parse({L"program", L"-a", arguments}));
         EXPECT_EQ(commandLine.getInstallerProperty(L"INSTALLATION_ID"), value);
     }
+}
+
+TEST(InstallerProperty, NoProxyPasswordIsLogged) {
+    const std::pair<const wchar_t*, const wchar_t*> cases[] = {
+        {L"x.exe -a SERVER_PROXY=http://u:p@h:1 A=b@c", L"x.exe -a SERVER_PROXY=http://h:1 A=b@c"},
+        {L"x.exe -a \"SERVER_PROXY=http://u:p@h A=1\" -q", L"x.exe -a \"SERVER_PROXY=http://h A=1\" -q"},
+        {LR"(-a "SERVER_PROXY=\"http://u:p w@h\" A=1")", LR"(-a "SERVER_PROXY=\"http://h\" A=1")"},
+        {L"server_proxy=u:p@h SERVER_PROXY=\"pac,http://u:p@h/x\"", L"server_proxy=h SERVER_PROXY=\"pac,http://h/x\""},
+        {L"SERVER_PROXY=", L"SERVER_PROXY="},
+        {L"SERVER_PROXY=\"", L"SERVER_PROXY=\""},
+        {L"x.exe -q", L"x.exe -q"}};
+    for (const auto& [commandLine, logged] : cases)
+        EXPECT_EQ(loggedCommandLine(commandLine), logged);
 }

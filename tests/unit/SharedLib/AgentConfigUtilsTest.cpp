@@ -28,6 +28,13 @@ TEST_F(AgentConfig, FieldErrorsNameTheField) {
         {"\xEF\xBB\xBF{\"_uid\":\"u\",\"_vdi\":false}", "", ""},
         {R"({})", "_uid field does not exist", "_vdi field does not exist"},
         {R"({"_uid":7,"_vdi":"true"})", "_uid field is not a string", "_vdi field is not a boolean"},
+        {R"({"_uid":"","_vdi":true})", "_uid field is empty", ""},
+        {R"({"_uid":"a b","_vdi":true})", "_uid field fits no property", ""},
+        {R"({"_uid":"a\"b","_vdi":true})", "_uid field fits no property", ""},
+        {R"({"_uid":"a\r\nx-evil: 1","_vdi":true})", "_uid field holds a control character", ""},
+        {R"({"_uid":"a\u0000","_vdi":true})", "_uid field holds a control character", ""},
+        {R"({"_uid":"\u007F","_vdi":true})", "_uid field holds a control character", ""},
+        {R"({"_uid":"\u00e9\u0080","_vdi":true})", "", ""},
         {R"(["_uid","_vdi"])", "_uid field does not exist", "_vdi field does not exist"},
         {"null", "_uid field does not exist", "_vdi field does not exist"}};
     for (const auto& [content, uidError, vdiError] : cases) {
@@ -68,7 +75,20 @@ TEST_F(AgentConfig, PlaceholderServersHaveNoProxyAndUwfModeIsStated) {
     EXPECT_EQ(kelvane::readManagementSettings(dir).site, "s");
     EXPECT_EQ(kelvane::readSiteKey(dir), "k");
     write("UserConfig.json", R"({"mgmtServer":"https://a","site":"s"})");
-    EXPECT_EQ(errorOf(kelvane::readProxy), "proxy field does not exist");
+    EXPECT_EQ(kelvane::readProxy(dir), "") << "no member: no proxy";
+    const std::pair<const char*, const char*> unfit[] = {
+        {R"({"mgmtServer":"https://a","site":"s","proxy":7})", "proxy field is not a string"},
+        {R"({"mgmtServer":"https://a","site":"s","proxy":"a\nb"})", "proxy field holds a control character"},
+        {R"({"mgmtServer":7,"site":"s","proxy":"p"})", ""},
+        {R"({"mgmtServer":"https://a","site":"s\r\n","proxy":"p"})", ""},
+        {R"([])", ""}};
+    for (const auto& [content, error] : unfit) {
+        write("UserConfig.json", content);
+        EXPECT_EQ(errorOf(kelvane::readProxy), error) << content;
+    }
+    write("UserConfig.json", R"({"mgmtServer":"https://a\t","site":"s","site_key":"k\n"})");
+    EXPECT_EQ(errorOf(kelvane::readManagementSettings), "mgmtServer field holds a control character");
+    EXPECT_EQ(errorOf(kelvane::readSiteKey), "site_key field holds a control character");
 
     EXPECT_FALSE(kelvane::readUwfMode(dir));
     for (const auto& [content, mode] : {std::pair("{}", false), {R"({"uwfMode":true})", true}}) {

@@ -22,6 +22,17 @@ TEST(AgentPaths, VersionIsFoundInEitherFormOfFolder) {
         EXPECT_EQ(kelvane::versionFromAgentPath(path), version);
 }
 
+TEST(AgentPaths, OnlyWhatLiesBelowProgramFilesIsTaken) {
+    const std::pair<const wchar_t*, bool> cases[] = {{L"C:\\program files\\Ostravel\\1.2.3.4\\a.tlb", true},
+                                                     {L"\\\\?\\C:\\Program Files\\Ostravel\\a.tlb", true},
+                                                     {L"C:\\Program Files\\..\\Users\\Ostravel\\1.2.3.4\\a.tlb", false},
+                                                     {L"C:\\Program FilesX\\Ostravel\\1.2.3.4\\a.tlb", false},
+                                                     {L"\\\\server\\C:\\Program Files\\a.tlb", false},
+                                                     {L"C:\\ProgramData\\Ostravel\\1.2.3.4", false}};
+    for (const auto& [path, below] : cases)
+        EXPECT_EQ(kelvane::isBelowProgramFiles(path), below) << path;
+}
+
 TEST(AgentPaths, ServiceImagePathsNameTheirProgram) {
     const std::pair<const wchar_t*, const wchar_t*> cases[] = {
         {L"C:\\Program Files\\A\\a.exe", L"C:\\Program Files\\A\\a.exe"},

@@ -1,6 +1,7 @@
 #include "libkelvane/MultiPartRequest.h"
 
 #include "Support.h"
+#include "libwin32/Text.h"
 
 #include <gtest/gtest.h>
 
@@ -14,18 +15,21 @@ TEST(MultiPartRequest, HasTheBytesOfItsParts) {
     const auto path = folder / L"part_\u00e9.bin";
     const std::string bytes("\0\r\n--x\xff", 7);
     kelvane::FileUtilities::writeFile(path, bytes);
+    const std::string line = "-----------------------------boundary";
     web::http::http_request request(web::http::methods::POST);
     {
         MultiPartRequest parts(request);
         EXPECT_TRUE(parts.AddTextPart(L"a", L"b"));
+        EXPECT_TRUE(parts.AddTextPart(L"evil", win32::toWide(line + "--")));
         EXPECT_TRUE(parts.AddFilePart(L"file", path, L"log.etl"));
         EXPECT_THROW(parts.AddFilePart(L"file", L"C:\\no\\such\\file"), std::runtime_error);
         EXPECT_TRUE(parts.Finish());
         EXPECT_FALSE(parts.AddTextPart(L"late", L"x") || parts.Finish());
         concurrency::streams::container_buffer<std::string> content;
         request.body().read_to_end(content).get();
-        const std::string line = "-----------------------------boundary";
         EXPECT_EQ(content.collection(), line + "\r\nContent-Disposition: form-data; name=\"a\"\r\n\r\nb\r\n" + line +
+                                            "\r\nContent-Disposition: form-data; name=\"evil\"\r\n\r\n " + line +
+                                            "--\r\n" + line +
                                             "\r\nContent-Disposition: form-data; name=\"file\";filename=\"log.etl\"\r\n"
                                             "Content-Type: application/octet-string\r\n\r\n" +
                                             bytes + "\r\n" + line + "--\r\n");

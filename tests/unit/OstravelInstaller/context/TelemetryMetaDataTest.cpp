@@ -14,6 +14,8 @@ TEST(TelemetryMetaData, CutsConvertsAndRendersValues) {
     record.SetValue(L"long", std::wstring(151, L'x'));
     record.SetValueUtf8(L"utf8", "\xc3\xa9");
     record.SetValueUtf8(L"broken", "\xff\xfe");
+    record.SetValue(L"lines", std::wstring(L"a\r\n--b\0\x7f\u0080", 9));
+    EXPECT_EQ(record.GetValue(L"lines"), L"a  --b  \u0080");
     EXPECT_EQ(record.GetValue(L"long").size(), 150U);
     EXPECT_EQ(record.GetValue(L"utf8") + record.GetValue(L"broken"), L"\u00e9");
     EXPECT_THROW(record.GetValue(L"absent"), std::out_of_range);

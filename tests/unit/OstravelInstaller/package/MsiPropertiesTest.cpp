@@ -26,7 +26,8 @@ TEST(MsiProperties, StandInTheOrderOfTheTable) {
               L" CURRENT_AGENT_CONFIG_DIR=C:\\windows BST_REINSTALL_REASON=\"NoReason\" SITE_TOKEN=\"tök=\""
               L" INSTALLATION_ID=I X=1 HEALTH_CHECK_PASSED=true");
     EXPECT_THROW(installerCommandLine(L"C:\\x.msp", L"", true, run), std::runtime_error);
-    EXPECT_EQ(basePropertyString(base()), L" DIAG_UID=D INSTALLATION_INITIATOR=Other");
+    EXPECT_EQ(basePropertyString({.diagUid = L"D 1", .initiator = L"x"}),
+              L" DIAG_UID=\"D 1\" INSTALLATION_INITIATOR=x");
     EXPECT_EQ(runPropertyString({L"C:\\absent", L"OldAgent", {}, L"I"}), L" BST_REINSTALL_REASON=\"OldAgent\"");
 }
 

@@ -1,0 +1,62 @@
+#include "OstravelInstaller/flows/Requirements.h"
+
+#include "OstravelInstaller/context/Messages.h"
+#include "OstravelInstallerLib/Console.h"
+#include "ProductLib/InstallerEvents.h"
+#include "SharedLib/SystemRequirements.h"
+#include "libwin32/Text.h"
+
+namespace kelvane::bst {
+namespace {
+
+using namespace system_requirements;
+
+bool flagProperty(const RunContext& context, std::wstring_view name) {
+    return context.cmdLine.getInstallerProperty(name) == L"true";
+}
+
+SystemRequirementsFlags flagsOf(const RunContext& context, RequirementsOf what) {
+    const bool upgrade = what == RequirementsOf::Upgrade;
+    return {.skipMemory = flagProperty(context, L"SKIP_MEM_CHECK"),
+            .skipCatalogDatabase = flagProperty(context, L"SKIP_CRYPTSVC_CHECK"),
+            .skipTls = flagProperty(context, L"SKIP_TLS_CHECK"),
+            .skipInstalledAgentDisk = !upgrade,
+            .upgradeOfInstalledAgent = upgrade};
+}
+
+void check(const RunContext& context, RequirementsOf what) {
+    const auto dataFolder = agentDataFolder(context.cmdLine.getInstallerProperty(agentDataDirProperty));
+    checkSystemRequirements(dataFolder, flagsOf(context, what), [](const std::wstring& warning) {
+        logEvent(LogLevel::Error, "CheckSystemRequirementsInfo", {{"Message", warning}});
+    });
+    logEvent(LogLevel::Verbose, "CheckSystemRequirementsMet");
+}
+
+void note(RunContext& context, const char* event, const std::exception& error) {
+    logEvent(LogLevel::Error, event, {{"ErrorMsg", error.what()}});
+    context.telemetry.SetValueUtf8(TelemetryKey::errorString, error.what());
+}
+
+InstallerResult refuse(RunContext& context, const char* event, const std::exception& error) {
+    note(context, event, error);
+    printLine(std::wstring(messages::requirementsNotMet) + win32::toWide(error.what()));
+    return InstallerResult::RequirementsNotMet;
+}
+
+} // namespace
+
+std::optional<InstallerResult> checkRequirements(RunContext& context, RequirementsOf what) {
+    try {
+        check(context, what);
+        return std::nullopt;
+    } catch (const NotSupportedExceptionDiskSpaceForUpgrade& error) {
+        note(context, "SystemRequirementsNotMetDiskSpace", error);
+        return InstallerResult::DiskSpaceForUpgrade;
+    } catch (const NotSupportedException& error) {
+        return refuse(context, "SystemRequirementsNotMet", error);
+    } catch (const std::exception& error) {
+        return refuse(context, "CheckSystemRequirementsFailure", error);
+    }
+}
+
+} // namespace kelvane::bst
