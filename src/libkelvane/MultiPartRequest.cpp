@@ -33,6 +33,13 @@ void MultiPartRequest::StreamCollectionStreambuf::add(std::unique_ptr<std::istre
     pending_.push_back(std::move(stream));
 }
 
+bool MultiPartRequest::StreamCollectionStreambuf::atEnd() const { return pending_.empty() || pending_.front()->bad(); }
+
+bool MultiPartRequest::StreamCollectionStreambuf::broken() {
+    const std::scoped_lock lock(mutex_);
+    return !pending_.empty() && pending_.front()->bad();
+}
+
 void MultiPartRequest::StreamCollectionStreambuf::retireFront() {
     read_.push_back(std::move(pending_.front()));
     pending_.pop_front();
@@ -43,11 +50,11 @@ std::streamsize MultiPartRequest::StreamCollectionStreambuf::read(char* buffer, 
     if (count < 0 || static_cast<std::size_t>(count) > capacity) throw std::runtime_error("Buffer too small");
     const std::scoped_lock lock(mutex_);
     std::streamsize done = 0;
-    while (done < count && !pending_.empty()) {
+    while (done < count && !atEnd()) {
         std::istream& front = *pending_.front();
         front.read(buffer + done, count - done);
         done += front.gcount();
-        if (!front) retireFront();
+        if (!front && !front.bad()) retireFront();
     }
     position_ += done;
     return done;
@@ -79,10 +86,10 @@ std::streamsize MultiPartRequest::StreamCollectionStreambuf::xsgetn(char* buffer
 
 MultiPartRequest::StreamCollectionStreambuf::int_type MultiPartRequest::StreamCollectionStreambuf::underflow() {
     const std::scoped_lock lock(mutex_);
-    while (!pending_.empty()) {
+    while (!atEnd()) {
         const int_type next = pending_.front()->peek();
         if (!traits_type::eq_int_type(next, traits_type::eof())) return next;
-        retireFront();
+        if (!pending_.front()->bad()) retireFront();
     }
     return traits_type::eof();
 }
@@ -170,5 +177,7 @@ bool MultiPartRequest::Finish() {
     finished_ = true;
     return true;
 }
+
+bool MultiPartRequest::broken() const { return body_->buffer.broken(); }
 
 } // namespace kelvane

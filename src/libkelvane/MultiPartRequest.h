@@ -21,9 +21,11 @@ public:
     class StreamCollectionStreambuf : public std::streambuf {
     public:
         void add(std::unique_ptr<std::istream> stream);
-        // Reads `count` bytes into a buffer of `capacity`, fewer at the end. Throws std::runtime_error "Buffer too
-        // small".
+        // Reads `count` bytes into a buffer of `capacity`, fewer at the end or where a stream cannot be read on. Throws
+        // std::runtime_error "Buffer too small".
         std::streamsize read(char* buffer, std::size_t capacity, std::streamsize count);
+        // Whether it stands at a place from which a stream could not be read on.
+        bool broken();
         // Throws std::ios_base::failure "ios_base::badbit set" when a stream cannot be read again.
         void rewind();
         // Closes all streams.
@@ -38,6 +40,7 @@ public:
         pos_type seekpos(pos_type position, std::ios_base::openmode which) override;
 
     private:
+        bool atEnd() const; // of all, or of what can be read
         void retireFront();
         bool skip(off_type count);
 
@@ -62,6 +65,9 @@ public:
     bool AddFilePart(std::wstring_view name, const std::filesystem::path& path);
     // Adds the closing delimiter and makes the parts the request's body, to be sent while this object lives.
     bool Finish();
+    // Whether the body ended early because a file could not be read. The library's threads do not hear of it: an
+    // exception in their callbacks would end the process.
+    bool broken() const;
 
 private:
     struct Body;

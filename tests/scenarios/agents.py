@@ -64,4 +64,6 @@ def finished(endpoint, run, code, lines, result="SC-exit-code.txt"):
 
 def check(endpoint, arguments, code, lines, cleaner="exit=5 clean=0", **options):
     endpoint.put(TEMP + r"\cleaner.script", cleaner)
-    return finished(endpoint, endpoint.run(*arguments, **{"time_scale": 1000} | options), code, lines)
+    run = finished(endpoint, endpoint.run(*arguments, **{"time_scale": 1000} | options), code, lines)
+    assert all(f"{name} of " in str(run.all_events) for name in (options.get("script") or {}).get("missing", []))
+    return run

@@ -64,8 +64,9 @@ def test_sources_in_order(endpoint):
 
 def test_unusable_sources(endpoint):
     """Nothing there, values of a wrong type or form, failing calls: logged and passed over."""
-    for call in "MsiEnumRelatedProductsW:*:1610", "RegOpenKeyExW:*:5":
-        assert discover(endpoint, fail=call)[1] == NOT_FOUND
+    for script in {"fail": "MsiEnumRelatedProductsW:*:1610"}, {"fail": "RegOpenKeyExW:*:5"}, {"missing": "msi.dll"}, \
+            {"missing": "MsiEnumRelatedProductsW"}:
+        assert discover(endpoint, **script)[1] == NOT_FOUND
     unterminated = (1, "C:\\Ostravel\\1.2.3.4".encode("utf-16-le") + b"x")
     endpoint.reg_set(AGENT, InProcessClientsDir=7, ConfigBaseDir=unterminated)
     endpoint.reg_set(TYPE_LIBS[0], **{"": 7})

@@ -95,6 +95,18 @@ def test_failing_server(machine, tmp_path, behaviour, received):
     assert len(waits) == 9 and run.in_order(*["SendTelemetryFailed"] * 9, "OstravelInstaller Done")
 
 
+def test_report_that_cannot_be_made(machine, server):
+    """For want of a function of the system, or because the file cannot be read on: the run is as it would have been."""
+    for name, proxy in [("winhttp.dll", "none"), ("WinHttpOpen", "none"), ("WinHttpReceiveResponse", "none"),
+                        ("CertFreeCertificateChain", "none"), ("WinHttpCloseHandle", "auto"), ("WTSQueryUserToken", "user")]:
+        run, uploads = report(machine, server, "-a", f"SERVER_PROXY={proxy}", script={"missing": name}, time_scale=1000)
+        assert (run.code, uploads) == (0, []) and name in str(run.all_events)
+    for file, broken in ("Metadata", [True] * 3 + [False]), (".etl", [False] + [True] * 3 + [False]):
+        script = FAILING | {"fail": [f"{call}:*:1117:{file}" for call in ("ReadFile", "_read")]}
+        run, uploads = report(machine, server, script=script, time_scale=1000)
+        assert (run.code, [bool(upload["problems"]) for upload in uploads]) == (2002, broken)
+
+
 def test_slow_server(machine, server):
     server.behave("slow=60")
     run, _ = report(machine, server, time_scale=500)

@@ -40,6 +40,8 @@ def test_upgrade_that_succeeds(endpoint):
 # On one endpoint with the version that the payload holds: nothing here changes the agent.
 POOR, TOO_POOR = {"memory": 1048575999}, "System requirements not met: Minimum 1 GB of RAM is required."
 FULL = {"fail": "CreateDirectoryW:*:112:KelvaneConfig"}
+UNREADABLE = {"fail": [f"{call}:*:1117:UserConfig.json" for call in ("ReadFile", "_read")]}
+UNMET = "System requirements not met: "
 SAME_VERSION = [
     ([], {}, 1000, SAME, "SameVersionAlreadyInstalled"),
     (["--force"], {}, 202, [*TESTING, "", *CLEANED], "SameVersionAlreadyInstalled"),
@@ -52,6 +54,17 @@ SAME_VERSION = [
     (["--dont_preserve_config_dir"], FULL, 1000, SAME, "VersionsInfo"),
     ([], {"fail": "GetFileAttributesW:2:53:KelvaneConfig"}, 1000, SAME, "VersionsInfo"),
     (["--dont_fail_on_config_preserving_failures"], FULL, 1000, SAME, "KelvaneConfigBackupFailed"),
+    (["-t", "token"], UNREADABLE, 2006, NO_BACKUP, "CouldNotDetermineProxy"),
+    (["-t", "token", "--dont_fail_on_config_preserving_failures"], UNREADABLE, 1000, SAME, "CouldNotDetermineProxy"),
+    (["--pmu"], {"missing": ["AcquireCredentialsHandleW"]}, 2015,
+     [UNMET + "Call to AcquireCredentialsHandle failed!: error 2147942527: Procedure not found. [SharedLib\\TlsRequirements "
+      "requireSuccess]"], "CheckSystemRequirementsFailure"),
+    (["--pmu"], {"missing": ["BCryptEnumContextFunctions"]}, 2015,
+     [UNMET + "BCryptEnumContextFunctions of bcrypt.dll: error 127: Procedure not found. [libwin32\\DelayLoad throwMissing]"],
+     "CheckSystemRequirementsFailure"),
+    (["--pmu"], {"missing": ["FreeCredentialsHandle", "BCryptFreeBuffer"]}, 202, CLEANED, "CheckSystemRequirementsMet"),
+    ([], {"missing": ["GetFileVersionInfoSizeW"]}, 1000, SAME, "InstalledAgentVersionFoundFromConfigBaseDir"),
+    ([], {"missing": ["FilterConnectCommunicationPort"], "monitor": "running"}, 1000, SAME, "VersionsInfo"),
     ([], {"fail": "FindResourceW:1:1813"}, 2000, UNEXPECTED, "ExtractResourcesFailedWithSystemError")]
 
 
@@ -68,7 +81,9 @@ OLD = [*TESTING, "Existing Agent is too old."]
 OTHER_VERSIONS = [
     ("4.5.1.1", [([], {}, 202, [*OLD, "", *CLEANED], "AgentTooOldForInitialInstall"),
                  (["--dont_cleanstall"], {}, 2001, OLD, "AgentTooOldForInitialInstall")]),
-    ("22.1.1.1", [(OTHER, {}, 1000, SAME, NEWER), ([*OTHER, "--force"], {}, 202, [*TESTING, "", *CLEANED], NEWER)]),
+    ("22.1.1.1", [(OTHER, {}, 1000, SAME, NEWER), ([*OTHER, "--force"], {}, 202, [*TESTING, "", *CLEANED], NEWER),
+                  (OTHER, {"missing": ["MsiCloseHandle"]}, 1000, SAME, NEWER),
+                  (OTHER, {"missing": ["MsiOpenPackageW"]}, 2000, [*TESTING, *UNEXPECTED], "NoVersionToInstall")]),
     ("23.4.1.1", [(FAIL, {}, 2018, NOT_DONE, "DowngradeFailed"),
                   (["-a", "SAMPLE_FAIL_REASON=1"], {}, 1001, NOT_DONE, "DowngradeFailed"),
                   ([*FAIL, "--force"], {}, 202, FORGOTTEN, "InstallFailed"),
@@ -82,6 +97,8 @@ OTHER_VERSIONS = [
         (["--dont_cleanstall"], POOR, 2015, [*UPGRADING, TOO_POOR], "StartingUpgrade SystemRequirementsNotMet"),
         ([], {"trust": "0x800B0100"}, 202, [*TESTING, "Existing Agent installed using patched installer.", "", *CLEANED],
          "BaseMsiInstallerIsNotTrusted"),
+        ([], {"missing": ["WinVerifyTrust"]}, 202,
+         [*TESTING, "Existing Agent installed using patched installer.", "", *CLEANED], "BaseMsiInstallerIsNotTrusted"),
         (SLOW, {"monitor": "stopped,running,stopped"}, 12, UPGRADED, "KelvanePortIsDown")]),
     ("23.2.1.10", [(SLOW, {"monitor": "stopped,running"}, 103, [*NOT_DONE, *STUCK],
                     "RegularUpgradeFailedWithStuckMonitorError")]),

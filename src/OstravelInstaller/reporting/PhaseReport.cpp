@@ -103,7 +103,9 @@ std::string upload(const RunContext& context, const HttpConfig& config, bool wit
     }
     body.Finish();
     ManagementClient client(site.server, config, uploadLimit);
-    return client.send(request, std::wstring(uploadPath) + uploadKind, L"multipart/form-data").text;
+    auto answer = client.send(request, std::wstring(uploadPath) + uploadKind, L"multipart/form-data");
+    if (body.broken()) throw std::runtime_error("The file could not be read to its end");
+    return std::move(answer.text);
 }
 
 std::string sendTelemetryWithLog(const RunContext& context, const HttpConfig& config) {

@@ -1,7 +1,9 @@
 // Failing calls: fail=FUNCTION:N:CODE[:TEXT], the Nth call (* for each), counted over the calls that have an argument
-// that contains TEXT. pause=FUNCTION:N[:TEXT] holds that call until the test writes the file "go".
+// that contains TEXT (for ReadFile and _read: the path of the file). pause=FUNCTION:N[:TEXT] holds that call until the
+// test writes the file "go".
 #include "hooks/Hooks.h"
 
+#include <io.h>
 #include <msi.h>
 #include <wincred.h>
 #include <winhttp.h>
@@ -76,21 +78,49 @@ std::optional<long long> injectedFault(std::string_view function, std::initializ
     return code;
 }
 
-const Registration hooks{PASS(AddDllDirectory),    PASS(AssignProcessToJobObject),
-                         PASS(CopyFileW),          PASS(CreateJobObjectW),
-                         PASS(CreateNamedPipeW),   PASS(CredReadW),
-                         PASS(DeleteFileW),        PASS(ExpandEnvironmentStringsW),
-                         PASS(FindFirstFileW),     PASS(FindNextFileW),
-                         PASS(FindResourceW),      PASS(GetFileAttributesW),
-                         PASS(MoveFileExW),        PASS(MsiEnumRelatedProductsW),
-                         PASS(MsiGetProductInfoW), PASS(MsiOpenPackageW),
-                         PASS(OpenProcessToken),   PASS(ReadFile),
-                         PASS(RegCreateKeyExW),    PASS(RegDeleteValueW),
-                         PASS(RegEnumKeyExW),      PASS(RegOpenKeyExW),
-                         PASS(RegQueryValueExW),   PASS(RegSetValueExW),
-                         PASS(ReleaseMutex),       PASS(RemoveDirectoryW),
-                         PASS(ResumeThread),       PASS(SetDefaultDllDirectories),
-                         PASS(SetFileAttributesW), PASS(SetInformationJobObject),
-                         PASS(WinHttpOpen),        PASS(WriteFile)};
+std::wstring_view pathForRules(std::string_view function, HANDLE file) {
+    static thread_local std::wstring last;
+    const std::wstring name = fromUtf8(function);
+    if (std::ranges::none_of(rules(), [&](const Rule& rule) { return rule.function == name; })) return {};
+    const DWORD lastError = GetLastError();
+    const std::wstring path = pathOf(file);
+    SetLastError(lastError);
+    if (path.empty()) return {};
+    return last = path;
+}
+
+const Registration hooks{PASS(AddDllDirectory),
+                         PASS(AssignProcessToJobObject),
+                         PASS(CopyFileW),
+                         PASS(CreateJobObjectW),
+                         PASS(CreateNamedPipeW),
+                         PASS(CredReadW),
+                         PASS(DeleteFileW),
+                         PASS(ExpandEnvironmentStringsW),
+                         PASS(FindFirstFileW),
+                         PASS(FindNextFileW),
+                         PASS(FindResourceW),
+                         PASS(GetFileAttributesW),
+                         PASS(MoveFileExW),
+                         PASS(MsiEnumRelatedProductsW),
+                         PASS(MsiGetProductInfoW),
+                         PASS(MsiOpenPackageW),
+                         PASS(OpenProcessToken),
+                         PASS(ReadFile),
+                         PASS(RegCreateKeyExW),
+                         PASS(RegDeleteValueW),
+                         PASS(RegEnumKeyExW),
+                         PASS(RegOpenKeyExW),
+                         PASS(RegQueryValueExW),
+                         PASS(RegSetValueExW),
+                         PASS(ReleaseMutex),
+                         PASS(RemoveDirectoryW),
+                         PASS(ResumeThread),
+                         PASS(SetDefaultDllDirectories),
+                         PASS(SetFileAttributesW),
+                         PASS(SetInformationJobObject),
+                         PASS(WinHttpOpen),
+                         PASS(WriteFile),
+                         PASS(_read)};
 
 } // namespace host

@@ -2,7 +2,10 @@
 
 #include "Script.h"
 
+#include <io.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -29,6 +32,11 @@ struct Registration {
 // The code with which this call is to fail. Counts the call; holds it where the test scripted a pause.
 std::optional<long long> injectedFault(std::string_view function, std::initializer_list<std::wstring_view> texts);
 
+// The path of an open file; empty for what is none.
+std::wstring pathOf(HANDLE file);
+// The same where there are rules about this function, else empty. Good until the thread asks for another file.
+std::wstring_view pathForRules(std::string_view function, HANDLE file);
+
 // Owner, entries and label of what is about to be created, as text; empty when the caller gives none.
 std::wstring sddl(const SECURITY_ATTRIBUTES* attributes);
 
@@ -42,7 +50,11 @@ struct Name {
 // Text of an argument, for rules that concern one path only.
 template <Name function, class T>
 std::wstring_view textOf(T value) {
-    if constexpr (std::is_same_v<T, LPCWSTR> || (std::is_same_v<T, LPWSTR> && function == "CreateProcessW")) {
+    if constexpr (function == "ReadFile" && std::is_same_v<T, HANDLE>) {
+        return pathForRules(function.text, value);
+    } else if constexpr (function == "_read" && std::is_same_v<T, int>) {
+        return pathForRules(function.text, reinterpret_cast<HANDLE>(_get_osfhandle(value)));
+    } else if constexpr (std::is_same_v<T, LPCWSTR> || (std::is_same_v<T, LPWSTR> && function == "CreateProcessW")) {
         return value && !IS_INTRESOURCE(value) ? std::wstring_view(value) : std::wstring_view();
     } else {
         return {};
@@ -53,7 +65,10 @@ std::wstring_view textOf(T value) {
 template <Name function, class R>
 R failed(long long code) {
     SetLastError(static_cast<DWORD>(code));
-    if constexpr (std::is_same_v<R, BOOL>) {
+    if constexpr (function == "_read") {
+        errno = EIO;
+        return -1;
+    } else if constexpr (std::is_same_v<R, BOOL>) {
         return FALSE;
     } else if constexpr (std::is_pointer_v<R>) {
         constexpr bool invalidHandle = function == "CreateFileW" || function == "CreateNamedPipeW" ||

@@ -11,7 +11,7 @@ const Hook* find(std::string_view name) {
     return hook == hookTable().end() ? nullptr : &*hook;
 }
 
-// missing=NAME: the system lacks this function.
+// missing=NAME: the system lacks this function, or this library.
 bool missing(const char* name) { return std::ranges::count(scripted(L"missing"), fromUtf8(name)) != 0; }
 
 // Serves the program's own look-ups and those of its delay loading.
@@ -27,6 +27,14 @@ FARPROC WINAPI getProcAddress(HMODULE module, LPCSTR name) {
     if (real) *hook->real = reinterpret_cast<void*>(real);
     return reinterpret_cast<FARPROC>(hook->entry);
 }
+
+HMODULE WINAPI loadLibrary(LPCSTR name) {
+    if (!missing(name)) return LoadLibraryA(name);
+    SetLastError(ERROR_MOD_NOT_FOUND);
+    return nullptr;
+}
+
+const Registration hooks{REPLACE(LoadLibraryA, loadLibrary)};
 
 void patch(std::uintptr_t* slot, const char* name) {
     const Hook* hook = find(name);

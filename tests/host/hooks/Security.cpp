@@ -23,12 +23,6 @@ std::wstring textOf(PSECURITY_DESCRIPTOR descriptor, SECURITY_INFORMATION parts)
     return result;
 }
 
-std::wstring pathOf(HANDLE file) {
-    wchar_t path[4096]{};
-    GetFinalPathNameByHandleW(file, path, 4096, 0);
-    return path;
-}
-
 std::wstring answer(HANDLE file, PSECURITY_DESCRIPTOR real) {
     const std::wstring path = pathOf(file);
     for (const auto& line : scripted(L"owner")) {
@@ -97,6 +91,12 @@ const Registration hooks{REPLACE(GetSecurityInfo, securityInfo), REPLACE(SetKern
                          REPLACE(CreateDirectoryW, createDirectory), REPLACE(CreateFileW, createFile)};
 
 } // namespace
+
+std::wstring pathOf(HANDLE file) {
+    wchar_t path[4096]{};
+    GetFinalPathNameByHandleW(file, path, 4096, 0);
+    return path;
+}
 
 std::wstring sddl(const SECURITY_ATTRIBUTES* attributes) {
     constexpr SECURITY_INFORMATION parts = ownerAndEntries | SACL_SECURITY_INFORMATION;
