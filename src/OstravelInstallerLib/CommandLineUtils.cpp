@@ -76,9 +76,14 @@ OstravelInstallerCmdLine::OstravelInstallerCmdLine() : parser_(std::make_unique<
 OstravelInstallerCmdLine::~OstravelInstallerCmdLine() = default;
 
 bool OstravelInstallerCmdLine::parse() {
-    int count = 0;
     const wchar_t* text = GetCommandLineW();
-    const win32::UniqueLocal<LPWSTR> arguments(text ? CommandLineToArgvW(text, &count) : nullptr);
+    if (!text) throw std::runtime_error("Cannot get command line arguments");
+    return parseLine(text);
+}
+
+bool OstravelInstallerCmdLine::parseLine(const std::wstring& commandLine) {
+    int count = 0;
+    const win32::UniqueLocal<LPWSTR> arguments(CommandLineToArgvW(commandLine.c_str(), &count));
     if (!arguments) throw std::runtime_error("Cannot get command line arguments");
     return parse({arguments.get(), arguments.get() + count});
 }

@@ -87,7 +87,8 @@ public:
     // there then; in quiet mode it throws HandledByCommandLineParserError instead. Throws std::runtime_error "Cannot
     // get command line arguments".
     bool parse();
-    // The same for given arguments, the program's own name first.
+    // The same for another command line, or for given arguments, the program's own name first.
+    bool parseLine(const std::wstring& commandLine);
     bool parse(const std::vector<std::wstring>& arguments);
 
     const Options& options() const { return options_; }

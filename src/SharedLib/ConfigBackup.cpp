@@ -3,6 +3,7 @@
 #include "ProductLib/InstallerEvents.h"
 #include "libkelvane/FileUtilities.h"
 #include "libkelvane/PathUtils.h"
+#include "libkelvane/ProtectedDirectory.h"
 #include "libwin32/Win32Error.h"
 
 namespace kelvane {
@@ -11,9 +12,10 @@ namespace {
 using bst::logEvent;
 using bst::LogLevel;
 
-void createBackupDirectory(const std::filesystem::path& directory) {
+win32::UniqueHandle createBackupDirectory(const std::filesystem::path& directory) {
     try {
         FileUtilities::createProtectedDirectory(directory);
+        return FileUtilities::holdProtectedDirectory(directory);
     } catch (const win32::Win32Error& error) {
         throw std::filesystem::filesystem_error("create_directory", directory,
                                                 {static_cast<int>(error.code()), std::system_category()});
@@ -33,22 +35,33 @@ void logBackupFailure(const char* reason) noexcept {
 
 std::filesystem::path configBackupDirectory() { return PathUtils::expandEnvironment(L"%windir%\\Temp\\KelvaneConfig"); }
 
-bool backupConfigDir(const std::optional<std::filesystem::path>& configDir) noexcept {
+std::optional<win32::UniqueHandle> backupConfigDir(const std::optional<std::filesystem::path>& configDir) noexcept {
+    win32::UniqueHandle held;
     try {
         if (!configDir || !FileUtilities::isDirectory(*configDir)) {
             logEvent(LogLevel::Verbose, "KelvaneConfigBackupSkipped",
                      {{"Message", "Kelvane config dir wasn't found. Not creating config backup"}});
-            return true;
+            return held;
         }
         const auto backup = configBackupDirectory();
-        createBackupDirectory(backup);
+        held = createBackupDirectory(backup);
         FileUtilities::copyDirectory(*configDir, backup);
-        return true;
+        return held;
     } catch (const std::exception& error) {
         logBackupFailure(error.what());
         // The new installation must not take over a part of a configuration.
+        held.reset();
         removeConfigBackup();
-        return false;
+        return std::nullopt;
+    }
+}
+
+win32::UniqueHandle holdConfigBackup() noexcept {
+    try {
+        return FileUtilities::holdProtectedDirectory(configBackupDirectory());
+    } catch (const std::exception& error) {
+        logEvent(LogLevel::Error, "KelvaneConfigBackupNotUsed", {{"ErrorMsg", error.what()}});
+        return {};
     }
 }
 

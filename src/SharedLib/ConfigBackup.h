@@ -1,5 +1,7 @@
 #pragma once
 
+#include "libwin32/Handles.h"
+
 #include <filesystem>
 #include <optional>
 
@@ -9,11 +11,16 @@ namespace kelvane {
 std::filesystem::path configBackupDirectory();
 
 // Copies the whole configuration directory there, into a folder made anew that only administrators and the system can
-// use. Links are not followed. False when there is no complete backup though there was something to back up; the reason
-// is logged, and what was copied is removed. Never throws.
-bool backupConfigDir(const std::optional<std::filesystem::path>& configDir) noexcept;
+// use, and that nobody removes while the handle is open. Links are not followed. An empty handle when there was nothing
+// to back up; nothing when there is no complete backup: the reason is logged, and what was copied is removed. Never
+// throws.
+std::optional<win32::UniqueHandle> backupConfigDir(const std::optional<std::filesystem::path>& configDir) noexcept;
 
-// Removes the backup of an earlier run, if there is one. Never throws.
+// Holds the backup that an earlier run of this program made. Empty, logged, when it is gone, or when somebody else
+// could have changed it. Never throws.
+win32::UniqueHandle holdConfigBackup() noexcept;
+
+// Removes what is there in the backup's place, if anything. Never throws.
 void removeConfigBackup() noexcept;
 
 } // namespace kelvane

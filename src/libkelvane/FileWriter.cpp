@@ -20,4 +20,6 @@ void FileWriter::write(const void* data, std::size_t size) {
     }
 }
 
+void FileWriter::flush() { win32::check(FlushFileBuffers(file_.get()), "FlushFileBuffers"); }
+
 } // namespace kelvane

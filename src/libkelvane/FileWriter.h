@@ -14,6 +14,8 @@ public:
     // Writes all of it. Throws Win32Error "WriteFile"; when the system reports success and yet wrote less,
     // std::runtime_error "could_not_write_entire_data".
     void write(const void* data, std::size_t size);
+    // What was written is on the disk when this returns. Throws Win32Error "FlushFileBuffers".
+    void flush();
     void close() { file_.reset(); }
 
 private:

@@ -9,6 +9,8 @@ namespace kelvane::FileUtilities {
 namespace {
 
 constexpr const char* openCall = "openProtectedDirectory";
+constexpr const char* holdCall = "holdProtectedDirectory";
+constexpr DWORD judgingAccess = FILE_LIST_DIRECTORY | FILE_READ_ATTRIBUTES | READ_CONTROL;
 
 // The thing itself, a link as a link, kept from being removed.
 win32::UniqueHandle openItself(const std::filesystem::path& path, DWORD access) {
@@ -20,7 +22,7 @@ win32::UniqueHandle openItself(const std::filesystem::path& path, DWORD access) 
 // Another run may remove the directory between the two calls, and not while it is open here.
 win32::UniqueHandle createOrOpen(const std::filesystem::path& path) {
     constexpr int mostAttempts = 5;
-    constexpr DWORD access = FILE_LIST_DIRECTORY | FILE_READ_ATTRIBUTES | READ_CONTROL | WRITE_DAC | WRITE_OWNER;
+    constexpr DWORD access = judgingAccess | WRITE_DAC | WRITE_OWNER;
     for (int attempt = 1;; ++attempt) {
         const bool made = win32::createDirectoryForAdministrators(path.c_str());
         win32::check(made || GetLastError() == ERROR_ALREADY_EXISTS, openCall);
@@ -29,23 +31,30 @@ win32::UniqueHandle createOrOpen(const std::filesystem::path& path) {
     }
 }
 
-void checkPlainDirectory(HANDLE directory) {
+void checkOnlyAdministrators(HANDLE directory, const char* call) {
     FILE_ATTRIBUTE_TAG_INFO info{};
-    win32::check(GetFileInformationByHandleEx(directory, FileAttributeTagInfo, &info, sizeof info), openCall);
+    win32::check(GetFileInformationByHandleEx(directory, FileAttributeTagInfo, &info, sizeof info), call);
     const bool plain =
         (info.FileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 && !win32::isLink(info.FileAttributes, info.ReparseTag);
-    if (!plain) win32::throwWin32(openCall, ERROR_DIRECTORY);
+    if (!plain) win32::throwWin32(call, ERROR_DIRECTORY);
+    const auto security = win32::securityOf(directory);
+    win32::check(bool(security), call);
+    if (!win32::onlyAdministratorsMayChange(security.get())) win32::throwWin32(call, ERROR_INVALID_OWNER);
 }
 
 } // namespace
 
 win32::UniqueHandle openProtectedDirectory(const std::filesystem::path& path) {
     auto directory = createOrOpen(PathUtils::longPath(path));
-    checkPlainDirectory(directory.get());
-    const auto security = win32::securityOf(directory.get());
-    win32::check(bool(security), openCall);
-    if (!win32::onlyAdministratorsMayChange(security.get())) win32::throwWin32(openCall, ERROR_INVALID_OWNER);
+    checkOnlyAdministrators(directory.get(), openCall);
     win32::check(win32::giveToAdministrators(directory.get()), openCall);
+    return directory;
+}
+
+win32::UniqueHandle holdProtectedDirectory(const std::filesystem::path& path) {
+    auto directory = openItself(PathUtils::longPath(path), judgingAccess);
+    win32::check(bool(directory), holdCall);
+    checkOnlyAdministrators(directory.get(), holdCall);
     return directory;
 }
 

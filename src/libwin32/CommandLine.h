@@ -11,4 +11,7 @@ std::wstring escapeQuoted(std::wstring_view value);
 // The value bare, or in quotes when it would fall apart without them.
 std::wstring quoteIfNeeded(std::wstring_view value);
 
+// Throws std::runtime_error for a command line that is longer than Windows takes.
+void checkCommandLine(std::wstring_view commandLine);
+
 } // namespace win32

@@ -60,11 +60,21 @@ void fillTrigger(ITaskDefinition& definition, const TaskDescription& description
     }
 }
 
-void fillAction(ITaskDefinition& definition, const TaskDescription& description) {
+ComPtr<IPrincipal> principalOf(ITaskDefinition& definition) {
+    ComPtr<IPrincipal> principal;
+    checkHresult(definition.get_Principal(principal.put()), "Could not get task principal");
+    return principal;
+}
+
+ComPtr<IActionCollection> actionsOf(ITaskDefinition& definition) {
     ComPtr<IActionCollection> actions;
     checkHresult(definition.get_Actions(actions.put()), "Could not get action collection");
+    return actions;
+}
+
+void fillAction(ITaskDefinition& definition, const TaskDescription& description) {
     ComPtr<IAction> action;
-    checkHresult(actions->Create(TASK_ACTION_EXEC, action.put()), "Could not create a new action");
+    checkHresult(actionsOf(definition)->Create(TASK_ACTION_EXEC, action.put()), "Could not create a new action");
     ComPtr<IExecAction> program;
     checkHresult(action.queryInterface(program), "Could not create a new action");
     checkHresult(program->put_Path(Bstr(description.executablePath).get()),
@@ -74,10 +84,21 @@ void fillAction(ITaskDefinition& definition, const TaskDescription& description)
 }
 
 void fillPrincipal(ITaskDefinition& definition) {
-    ComPtr<IPrincipal> principal;
-    checkHresult(definition.get_Principal(principal.put()), "Could not get task principal");
+    const auto principal = principalOf(definition);
     checkHresult(principal->put_UserId(Bstr(localSystemSid).get()), "Could not set task's user ID");
     checkHresult(principal->put_RunLevel(TASK_RUNLEVEL_HIGHEST), "Could not set task's run level");
+}
+
+// The program of the only action; nothing when there are more, or it is of another kind.
+std::wstring onlyProgram(ITaskDefinition& definition) {
+    const auto actions = actionsOf(definition);
+    LONG count = 0;
+    checkHresult(actions->get_Count(&count), "Could not get action collection");
+    ComPtr<IAction> action;
+    ComPtr<IExecAction> program;
+    if (count != 1 || FAILED(actions->get_Item(1, action.put())) || FAILED(action.queryInterface(program))) return {};
+    Bstr path;
+    return SUCCEEDED(program->get_Path(path.put())) ? path.str() : std::wstring();
 }
 
 } // namespace
@@ -87,6 +108,12 @@ void fillTaskDefinition(ITaskDefinition& definition, const TaskDescription& desc
     fillTrigger(definition, description);
     fillAction(definition, description);
     fillPrincipal(definition);
+}
+
+RegisteredTask readTaskDefinition(ITaskDefinition& definition) {
+    Bstr userId;
+    checkHresult(principalOf(definition)->get_UserId(userId.put()), "Could not get task principal");
+    return {userId.str(), onlyProgram(definition)};
 }
 
 } // namespace win32

@@ -13,7 +13,7 @@ constexpr unsigned depthLimit = 21;
 constexpr std::wstring_view rootFolder = L"\\";
 
 // Other users have no access: a task of the local system account must not be theirs to change.
-constexpr std::wstring_view folderAccess = L"D:P(A;OICI;FA;;;BA)(A;OICI;FA;;;SY)";
+constexpr std::wstring_view folderAccess = L"O:BAG:BAD:P(A;OICI;FA;;;BA)(A;OICI;FA;;;SY)";
 constexpr std::wstring_view taskAccess = L"D:P(A;;FA;;;BA)(A;;FA;;;SY)";
 
 void setText(Variant& variant, std::wstring_view text) {
@@ -62,6 +62,8 @@ void TaskScheduler::create(const TaskDescription& description) const {
     checkHresult(service_->NewTask(0, definition.put()), "Could not create an empty task");
     fillTaskDefinition(*definition.get(), description);
     const auto folder = getOrCreateFolder(description.folderPath, 0);
+    // Anybody may have made one of that name.
+    checkHresult(folder->SetSecurityDescriptor(Bstr(folderAccess).get(), 0), "Could not protect task folder");
     Variant fromPrincipal;
     Variant access;
     setText(access, taskAccess);
@@ -72,20 +74,23 @@ void TaskScheduler::create(const TaskDescription& description) const {
                  "Could not register task");
 }
 
-bool TaskScheduler::exists(const std::wstring& folderPath, const std::wstring& taskName) const {
+std::optional<RegisteredTask> TaskScheduler::find(const std::wstring& folderPath, const std::wstring& taskName) const {
     const auto folder = findFolder(*service_.get(), folderPath);
-    if (!folder) return false;
+    if (!folder) return std::nullopt;
     ComPtr<IRegisteredTask> task;
-    const HRESULT result = folder->GetTask(Bstr(taskName).get(), task.put());
-    if (isMissing(result)) return false;
+    ComPtr<ITaskDefinition> definition;
+    HRESULT result = folder->GetTask(Bstr(taskName).get(), task.put());
+    if (isMissing(result)) return std::nullopt;
+    if (SUCCEEDED(result)) result = task->get_Definition(definition.put());
     if (FAILED(result)) checkHresult(result, toUtf8(formatText(L"Could not get task %s", taskName)));
-    return true;
+    return readTaskDefinition(*definition.get());
 }
 
 void TaskScheduler::remove(const std::wstring& folderPath, const std::wstring& taskName) const {
     ComPtr<ITaskFolder> folder;
-    checkHresult(service_->GetFolder(Bstr(folderPath).get(), folder.put()), "Cannot get task folder");
-    checkHresult(folder->DeleteTask(Bstr(taskName).get(), 0), "Could not delete task");
+    HRESULT result = service_->GetFolder(Bstr(folderPath).get(), folder.put());
+    if (SUCCEEDED(result)) result = folder->DeleteTask(Bstr(taskName).get(), 0);
+    if (!isMissing(result)) checkHresult(result, "Could not delete task");
 }
 
 ComPtr<ITaskFolder> TaskScheduler::getOrCreateFolder(const std::wstring& path, unsigned depth) const {

@@ -9,6 +9,7 @@ The keys of `script` are those of tests/host/hooks/*.cpp (each file names its ow
 import fcntl
 import json
 import os
+import re
 import shutil
 import subprocess
 import tempfile
@@ -28,6 +29,7 @@ STAND_IN = HOST / "stand_in.exe"
 CATALOG = r"C:\windows\system32\catroot2\{F750E6C3-38EE-11D1-85E5-00C04FC295EE}"
 UNINSTALL = r"HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall"
 TASKS = r"C:\test-host\tasks"
+SYSTEM_VARIABLES = {"WINDIR": r"C:\windows", "OS": "Windows_NT", "QUOTED": 'a "b'}
 PATIENCE = 180  # seconds until a hanging run is a failed one
 
 
@@ -197,8 +199,10 @@ class Endpoint:
         return self.started[-1]
 
     def run_task(self, task, **options):
-        """Starts a registered task's program with exactly its arguments, as the task scheduler would."""
-        return self.run(exe=task["Path"], command_line=f'"{task["Path"]}" {task["Arguments"]}', **options)
+        """Starts a registered task's program as the task scheduler would, which replaces variables in its arguments."""
+        arguments = re.sub("%(.*?)%", lambda found: SYSTEM_VARIABLES.get(found[1].upper(), found[0]), task["Arguments"])
+        arguments = re.sub(r"\$\(Arg\d+\)", "", arguments)
+        return self.run(exe=task["Path"], command_line=f'"{task["Path"]}" {arguments}', **options)
 
     def install_agent(self, version, *properties):
         """Installs the sample package of a version that the build made, as an earlier rollout would have."""

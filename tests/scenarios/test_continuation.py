@@ -1,8 +1,12 @@
 """Runs that go on after a reboot."""
 
+import json
+
 import pytest
 
 from agents import *
+from harness import BUILD, INSTALLER, TASKS
+from management import ManagementServer
 
 TASK = "Ostravel\\OstravelInstaller"
 AGAIN = "--ignore_pending_reboot_request"
@@ -53,24 +57,62 @@ def test_stuck_then_reboot_then_cleaned_then_reboot_then_installed(endpoint):
     run = after_reboot(endpoint, 103, REBOOT_FIRST)
     second = scheduled(endpoint, 2, "", "", "")
     assert "rebootWasRequired : true" in restored(run) and result_file(endpoint) == "104" and not endpoint.products
-    assert first != second and [place.name for place in first.iterdir()] == ["OstravelInstaller.exe"]
     run = after_reboot(endpoint, 0, INSTALLING)
-    assert "cleaningResult : 2" in restored(run) and [place.name for place in second.iterdir()] == ["OstravelInstaller.exe"]
+    assert "cleaningResult : 2" in restored(run) and [place.name for place in first.iterdir()] == ["OstravelInstaller.exe"]
     expected = {"CUSTOMER_ID": "a b", "SITE_TOKEN": SITE_KEY, "INSTALLATION_ID": "the-id", "DIAG_UID": "diag", "UILevel": "2",
                 "IS_INSTALL_AFTER_CLEANING": "true", "BST_REINSTALL_REASON": "NoReason"}
     assert expected.items() <= endpoint.reg_values(PROPERTIES_KEY).items() and endpoint.products == {"Kelvane Agent": VERSION}
-    assert not endpoint.tasks and result_file(endpoint) == "104" and len(left(endpoint, "QX_R_")) == 2
+    assert not endpoint.tasks and result_file(endpoint) == "104" and left(endpoint, "QX_R_") == [first] == [second]
     check(endpoint, ["-q", "-o"], 0, DIAGNOSTICS, "")
     assert not left(endpoint, "QX_R_")
 
 
-def test_a_fallback_takes_its_reason_and_backup_across_the_reboot(endpoint):
-    install(endpoint, "23.2.1.10")
-    check(endpoint, [*STATELESS, "--pmu", "-b", *OPTIONS], 103, REBOOT_FIRST, "exit=2")
-    scheduled(endpoint, 2, " BST_REINSTALL_REASON=PreventMonitorUnload", " -b", " --pmu")
-    after_reboot(endpoint, 0, INSTALLING)
-    expected = {"BST_REINSTALL_REASON": "PreventMonitorUnload", "CURRENT_AGENT_CONFIG_DIR": TEMP + r"\KelvaneConfig"}
-    assert expected.items() <= endpoint.reg_values(PROPERTIES_KEY).items()
+def test_what_a_run_knows_crosses_the_reboot(endpoint, tmp_path):
+    """Whatever the task service makes of the arguments, and although the agent's own files are gone."""
+    with ManagementServer(tmp_path / "requests") as server:
+        user = SERVER | {"mgmtServer": server.url, "proxy": "http://127.0.0.1:9"}
+        install(endpoint, "23.2.1.10", UserConfig=user, ReadOnlyConfig={"uwfMode": True})
+        other = endpoint.put(r"C:\Setup\other.msi", BUILD / "packages" / "23.4.1.1.msi")
+        endpoint.put(TEMP + r"\cleaner.script", "exit=2")
+        arguments = ["--pmu", "-b", *OPTIONS[:6], "-a", "CUSTOMER_ID=%OS%$(Arg0)%QUOTED%", "--INSTALLATION_INITIATOR", "Management",
+                     "--alternative_installer_path", endpoint.windows(other)]
+        run = endpoint.run(*STATELESS, *arguments, time_scale=1000)
+        assert run.code == 103 and " BST_REINSTALL_REASON=PreventMonitorUnload " in endpoint.tasks[TASK]["Arguments"]
+        earlier = len(server.uploads)
+        after_reboot(endpoint, 0, INSTALLING)
+    expected = {"BST_REINSTALL_REASON": "PreventMonitorUnload", "CURRENT_AGENT_CONFIG_DIR": TEMP + r"\KelvaneConfig",
+                "CUSTOMER_ID": "%OS%$(Arg0)%QUOTED%", "AGENT_UID": AGENT_UID, "SERVER_PROXY": "http://127.0.0.1:9",
+                "UWF_MODE": "TRUE", "INSTALLATION_INITIATOR": "Management", "INSTALLATION_ID": "the-id", "DIAG_UID": "diag"}
+    assert expected.items() <= endpoint.reg_values(PROPERTIES_KEY).items() and endpoint.products == {"Kelvane Agent": "23.4.1.1"}
+    assert not endpoint.unix(TEMP + r"\KelvaneConfig").exists()
+
+
+def plant(endpoint, program, user="S-1-5-18"):
+    endpoint.put(rf"{TASKS}\{TASK}.json", json.dumps({"Arguments": '-q -r "2"', "Path": program, "UserId": user}))
+
+
+def test_tasks_of_that_name(endpoint):
+    """Ours is known by its account and its copy; what is not ours goes, and what is not known stays."""
+    install(endpoint)
+    copy, state = (rf"{BASE}\QX_R_1\{name}" for name in ("OstravelInstaller.exe", "Continuation.json"))
+    for program, user in (INSTALLER, "S-1-5-18"), (BASE + r"\QX_R_2\gone.exe", "S-1-5-18"), (copy, "Users"), (copy, "nobody"):
+        endpoint.put(copy, "")
+        plant(endpoint, program, user)
+        assert "ForeignSchedTaskFound" in check(endpoint, STATELESS, 1000, SAME).event_names
+        assert not endpoint.tasks and not left(endpoint, "QX_R_")
+    guard = {"guard": True, "packageStarted": False, "boots": 0, "arguments": '-q -r "1"', "vdi": False, "uwfMode": False,
+             "initiator": "Other", "configBackup": False, "record": {}}
+    for content, script, code, lines, stays in [
+            (json.dumps(guard | {"guard": False}), {}, 104, PENDING, True), ("{damaged", {}, 104, PENDING, True),
+            (json.dumps(guard), {}, 1000, SAME, False),
+            ("", {"fail": "GetTask:*:0x80070005"}, 1000, SAME, True), ("", {"fail": "LookupAccountNameW:*:5"}, 1000, SAME, True),
+            (json.dumps(guard), {"fail": "DeleteTask:*:0x80070005"}, 1000, SAME, True)]:
+        endpoint.put(copy, "")
+        endpoint.put(state, content)
+        plant(endpoint, copy)
+        run = check(endpoint, STATELESS, code, lines, script=script)
+        assert bool(endpoint.tasks) == bool(left(endpoint, "QX_R_")) == stays
+    assert run.events_named("DeleteSchedTaskFailed")[0].items() >= {"Call": "Could not delete task", "HResult": 0x80070005}.items()
 
 
 @pytest.mark.parametrize("cleaner, script, code, line", [
@@ -95,19 +137,6 @@ def test_who_reboots(endpoint):
         assert [tuple(reboot.values())[1:7] for reboot in run.reboots] == [(None, None, 0, 1, 1, 0x80040002)] * reboots
     run = endpoint.run(AGAIN, "-q", "-b", time_scale=1000, script={"fail": "InitiateSystemShutdownExW:1:5"})
     assert run.code == 103 and run.printed.splitlines()[-1].startswith("Failed to reboot the machine. error: ")
-
-
-@pytest.mark.parametrize("script, code, lines", [
-    ({"fail": "RegisterTaskDefinition:*:0x80070005"}, 2002, REBOOT_FIRST),
-    ({"fail": "Connect:*:0x80070005"}, 2002, REBOOT_FIRST),
-    ({"fail": "CreateFolder:*:0x80070005"} | HUNG, 2007, STUCK),
-    ({"fail": "CopyFileW:*:112"}, 2000, [*REBOOT_FIRST, *UNEXPECTED]),
-    ({"fail": "CreateDirectoryW:*:112:QX_R_"} | HUNG, 2000, [*STUCK, *UNEXPECTED])])
-def test_a_continuation_that_cannot_be_scheduled(endpoint, script, code, lines):
-    install(endpoint)
-    check(endpoint, ["-q"], code, lines, "clean=0", script=script)
-    check(endpoint, ["-q", "--clean_only"], 2007, STUCK, script=HUNG)
-    assert not endpoint.tasks and not left(endpoint, "QX_R_")
 
 
 def test_bad_configuration(endpoint):

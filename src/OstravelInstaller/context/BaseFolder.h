@@ -8,6 +8,9 @@
 
 namespace kelvane::bst {
 
+// A run's working directory in the base folder: this and a GUID.
+inline constexpr std::wstring_view runFolderPrefix = L"Run_";
+
 // %ProgramFiles%\OstravelInstaller, where runs work: only Administrators and SYSTEM can use it, so no name in it is
 // anybody else's. Held against removal while this object lives; removed with it when nothing is left in it.
 class BaseFolder {

@@ -72,6 +72,7 @@ inline constexpr std::wstring_view noSafeModeInstall = L"Cannot install the Agen
 inline constexpr std::wstring_view installingAgent = L"Installing the new Agent.";
 inline constexpr std::wstring_view rebootBeforeReinstall =
     L"The uninstallation completed successfully. A reboot is required before re-installation.";
+inline constexpr std::wstring_view taskNotCreated = L"Failed to create OstravelInstaller's scheduled task.";
 
 // The package.
 inline constexpr std::wstring_view installationCompleted = L"The installation completed successfully.";

@@ -25,6 +25,19 @@ struct PackageRun {
     bool removedExistingProducts = false;
 };
 
+// What is to run at the next boot, as far as it concerns this run.
+struct Continuation {
+    bool nothingFound = false;    // the task service has said that nothing was scheduled when the run began
+    std::filesystem::path found;  // the folder of what was
+    bool foundGuard = false;      // and that a run had left it which was cut off
+    std::filesystem::path folder; // of what this run has scheduled, or was started from
+    std::wstring arguments;       // its task's
+    bool own = false;             // this run was started from it
+    std::uint32_t boots = 0;      // runs begun from it
+    bool packageStarted = false;  // one of them may have begun to install
+    bool scheduled = false;       // it waits for the reboot
+};
+
 // All that one run knows; owned by the run driver, handed by reference to every flow.
 struct RunContext {
     RunContext(const OstravelInstallerCmdLine& commandLine, const BaseFolder& base)
@@ -47,6 +60,11 @@ struct RunContext {
     std::optional<ManagementSettings> managementSettings; // the installed agent's, as last read
     std::optional<std::string> agentProxy;                // the installed agent's, as last read
     bool isVdi = false;
+    bool uwfMode = false;                    // preserved: the agent runs under the Unified Write Filter
+    std::optional<std::wstring> serverProxy; // preserved, or "none"; what the caller's own arguments say is not here
+    win32::UniqueHandle configBackup;        // the configuration backup that this run or the one before it made, held
+    std::wstring initiator;
+    std::optional<std::filesystem::path> alternativeInstaller;
     std::wstring installationId;
     std::wstring diagUid;
     std::wstring msiArguments;               // what the package is given; every property added has a leading blank
@@ -56,6 +74,9 @@ struct RunContext {
     bool downgradeDetected = false;
     bool installationDone = false;
     std::optional<PackageRun> lastPackage; // none before it has ended
+
+    Continuation continuation;
+    bool brokenOff = false; // by an exception: what the run, or its cleaning, came to is not known
 
     bool dynamicMonitoringRebootAdvised = false;
     bool forceLogUpload = false;

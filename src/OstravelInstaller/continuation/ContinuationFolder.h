@@ -1,28 +1,31 @@
 #pragma once
 
 #include "OstravelInstaller/context/BaseFolder.h"
-#include "OstravelInstaller/context/TelemetryMetaData.h"
 
 #include <filesystem>
 #include <optional>
 
-// The folders in the base folder, named "QX_R_" and a GUID, that hold what a run leaves for its continuation: a copy of
-// the installer and the telemetry record. Administrators and SYSTEM alone can use them.
+// The folders in the base folder, named "QX_R_" and a GUID, that hold what a run leaves for the next boot: a copy of
+// the installer and, beside it, what that one has to know. Administrators and SYSTEM alone can use them.
 namespace kelvane::bst {
 
-// Copies the running executable into a new folder; returns the copy's path. On failure nothing is left behind.
-// Throws std::runtime_error "Failed to create copy of current OstravelInstaller.".
-std::filesystem::path copySelf(const BaseFolder& baseFolder);
+// Whether a folder is one of these, by its place: in a base folder that only administrators can write to, else by its
+// owner.
+bool isContinuationFolder(const BaseFolder& baseFolder, const std::filesystem::path& folder);
+// The running executable's folder when it is such a copy, and administrators own the folder.
+std::optional<std::filesystem::path> ownContinuationFolder(const BaseFolder& baseFolder);
 
-// Saves the record beside the copy. A failure is logged: the continuation then starts a record of its own.
-void saveTelemetryRecord(const std::filesystem::path& folder, const TelemetryMetaData& record) noexcept;
-// The record saved beside the running executable when that is such a copy; none otherwise, and when it cannot be read.
-std::optional<TelemetryMetaData::Entries> loadSavedTelemetryRecord(const BaseFolder& baseFolder) noexcept;
+// The installer in such a folder.
+std::filesystem::path copyIn(const std::filesystem::path& folder);
+// Copies the running program into a new folder; returns the folder. On failure nothing is left behind. Throws
+// std::exception.
+std::filesystem::path makeCopy(const BaseFolder& baseFolder);
 
-// In a run of such a copy: deletes what lies beside it. The copy itself is in use, and left to a later ordinary run.
-void cleanUpContinuation(const BaseFolder& baseFolder) noexcept;
-// Deletes all such folders that administrators own, but the running executable's own. Not to be called while a
-// continuation is scheduled.
-void removeStaleCopies(const BaseFolder& baseFolder) noexcept;
+// Deletes a folder; of the running executable's own what is not in use. What is left goes with a later ordinary run.
+void removeCopy(const std::filesystem::path& folder) noexcept;
+// Deletes what runs that were cut off left in the base folder: all such folders, and working directories, that
+// administrators own, but the running executable's own and this run's. Not to be called unless the task service has
+// said that no continuation is scheduled.
+void removeStaleFolders(const BaseFolder& baseFolder, const std::filesystem::path& workingDirectory) noexcept;
 
 } // namespace kelvane::bst

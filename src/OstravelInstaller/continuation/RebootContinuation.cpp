@@ -1,27 +1,22 @@
 #include "OstravelInstaller/continuation/RebootContinuation.h"
 
+#include "OstravelInstaller/context/Messages.h"
 #include "OstravelInstaller/continuation/ContinuationFolder.h"
-#include "OstravelInstallerLib/InstallerProperty.h"
+#include "OstravelInstaller/continuation/ContinuationState.h"
+#include "OstravelInstaller/continuation/ContinuationTask.h"
 #include "ProductLib/InstallerEvents.h"
-#include "libkelvane/FileUtilities.h"
+#include "SharedLib/InstalledAgent.h"
 #include "libkelvane/UserLog.h"
-#include "libwin32/ComPtr.h"
-#include "libwin32/TaskScheduler.h"
+#include "libwin32/CommandLine.h"
 #include "libwin32/Text.h"
+
+#include <stdexcept>
 
 namespace kelvane::bst {
 namespace {
 
-struct TaskPath {
-    std::wstring folder;
-    std::wstring name;
-};
-
-TaskPath continuationTask() {
-    constexpr std::wstring_view path = L"Ostravel\\OstravelInstaller";
-    const auto separator = path.rfind(L'\\');
-    return {std::wstring(path.substr(0, separator)), std::wstring(path.substr(separator + 1))};
-}
+// Runs begun at boot that may fail to come to their end.
+constexpr std::uint32_t mostBoots = 3;
 
 std::optional<std::string> utf8If(bool present, std::wstring_view value) {
     return present ? std::optional(win32::toUtf8(value)) : std::nullopt;
@@ -48,61 +43,161 @@ ContinuationArguments argumentsOf(const RunContext& context, PostRebootAction ac
     return arguments;
 }
 
-void registerTask(const std::filesystem::path& executable, const std::wstring& arguments) {
-    logEvent(LogLevel::Verbose, "SchedTask",
-             {{"exePath", executable.native()}, {"commandArguments", loggedCommandLine(arguments)}});
-    const auto [folder, name] = continuationTask();
-    win32::TaskDescription task;
-    task.folderPath = folder;
-    task.taskName = name;
-    task.executablePath = executable.native();
-    task.arguments = arguments;
-    task.startWhenAvailable = true;
-    task.trigger = win32::BootTrigger{};
-    const win32::ComInitializer com;
-    win32::TaskScheduler().create(task);
+ContinuationState stateFor(const RunContext& context, PostRebootAction action, bool guard) {
+    ContinuationState state = stateOf(context);
+    state.guard = guard;
+    state.packageStarted = action == PostRebootAction::Install && context.continuation.packageStarted;
+    state.arguments = continuationCommandLine(argumentsOf(context, action));
+    // The same step again; another one begins to count anew.
+    if (state.arguments == context.continuation.arguments) state.boots = context.continuation.boots;
+    return state;
+}
+
+bool registerTask(Continuation& continuation, const std::wstring& arguments) noexcept {
+    try {
+        registerContinuationTask(copyIn(continuation.folder), arguments);
+        continuation.arguments = arguments;
+        return true;
+    } catch (const std::exception& error) {
+        logTaskFailure("ScheduleContinuationOnNextBootFailed", error);
+        userLog(LogLevel::Error, messages::taskNotCreated);
+        return false;
+    }
+}
+
+// The folder that the task is to start from, with all that lies in it.
+std::filesystem::path makeFolder(const RunContext& context, const ContinuationState& state) {
+    std::filesystem::path folder;
+    try {
+        folder = makeCopy(context.baseFolder);
+        saveState(folder, state);
+        return folder;
+    } catch (const std::exception& error) {
+        userLog(LogLevel::Error, error.what());
+        if (!folder.empty()) removeCopy(folder);
+        throw std::runtime_error("Failed to create copy of current OstravelInstaller.");
+    }
+}
+
+bool begin(RunContext& context, const ContinuationState& state) {
+    auto& continuation = context.continuation;
+    // What the task service puts before the arguments, and a reason that is found later.
+    constexpr std::size_t room = 128;
+    win32::checkCommandLine(context.baseFolder.path().native() + std::wstring(room, L' ') + state.arguments);
+    continuation.folder = makeFolder(context, state);
+    if (!registerTask(continuation, state.arguments)) {
+        removeCopy(continuation.folder);
+        continuation.folder.clear();
+        return false;
+    }
+    // The task is now this run's: what it started before is of no use.
+    if (!continuation.found.empty()) removeCopy(continuation.found);
+    continuation.found.clear();
+    return true;
+}
+
+// The state goes before the task's arguments, so it is the state that makes the change. What fails leaves things as
+// they stood.
+bool change(RunContext& context, const ContinuationState& state) noexcept {
+    auto& continuation = context.continuation;
+    try {
+        saveState(continuation.folder, state);
+    } catch (const std::exception& error) {
+        logEvent(LogLevel::Error, "ContinuationStateNotWritten", {{"ErrorMsg", error.what()}});
+    }
+    return state.arguments == continuation.arguments || registerTask(continuation, state.arguments);
+}
+
+bool schedule(RunContext& context, const ContinuationState& state) {
+    return context.continuation.folder.empty() ? begin(context, state) : change(context, state);
+}
+
+// The agent that this run found or removed is gone, and no new one is there; also when that cannot be found out.
+bool agentLost(const RunContext& context) noexcept {
+    try {
+        return !context.cmdLine->clean_only.value && !agentStillInstalled();
+    } catch (const std::exception&) {
+        return true;
+    }
+}
+
+// What a run left behind that had no verdict to end with, or that refused to begin where another had been cut off.
+bool hasNotEnded(const RunContext& context) noexcept {
+    return context.brokenOff || (context.result == InstallerResult::RequirementsNotMet && agentLost(context));
+}
+
+bool isStillNeeded(const RunContext& context) noexcept {
+    const auto& continuation = context.continuation;
+    if (continuation.own) return hasNotEnded(context) && mayTryAgain(context);
+    if (!continuation.folder.empty()) return context.brokenOff && agentLost(context);
+    return !between(context.result, 0, 299) && agentLost(context);
 }
 
 } // namespace
 
-bool registerContinuation(const RunContext& context, PostRebootAction action) {
+bool registerContinuation(RunContext& context, PostRebootAction action) {
     logEvent(LogLevel::Verbose, "ContinueOnNextBoot", {{"PostRebootAction", static_cast<std::uint32_t>(action)}});
-    const auto copy = copySelf(context.baseFolder);
-    saveTelemetryRecord(copy.parent_path(), context.telemetry);
-    try {
-        registerTask(copy, continuationCommandLine(argumentsOf(context, action)));
-    } catch (const std::exception& error) {
-        FileUtilities::deleteDirectoryNoThrow(copy.parent_path());
-        logEvent(LogLevel::Error, "ScheduleContinuationOnNextBootFailed");
-        userLog(LogLevel::Error, "Failed to create OstravelInstaller's scheduled task.");
-        userLog(LogLevel::Error, error.what());
-        return false;
-    }
+    const bool guarded = !context.continuation.folder.empty();
+    const bool registered = schedule(context, stateFor(context, action, false));
+    if (!registered && !guarded) return false;
+    context.continuation.scheduled = true;
     logEvent(LogLevel::Verbose, "ScheduleContinuationOnNextBootSucceeded");
     userLog(LogLevel::Information, "OstravelInstaller will begin running automatically after a reboot.");
     return true;
 }
 
-bool isContinuationScheduled() noexcept {
+bool registerGuard(RunContext& context, PostRebootAction action) {
+    const auto state = stateFor(context, action, true);
+    // A run that the task started may find that somebody has deleted it since.
+    if (context.continuation.nothingFound) context.continuation.arguments.clear();
+    return schedule(context, state);
+}
+
+void guardPackage(RunContext& context) noexcept {
+    if (context.continuation.folder.empty()) return;
     try {
-        const auto [folder, name] = continuationTask();
-        const win32::ComInitializer com;
-        return win32::TaskScheduler().exists(folder, name);
+        context.continuation.packageStarted = true;
+        change(context, stateFor(context, PostRebootAction::Install, true));
     } catch (const std::exception& error) {
-        logEvent(LogLevel::Error, "CheckSchedTaskExistsFailed");
-        return false;
+        logEvent(LogLevel::Error, "ContinuationStateNotWritten", {{"ErrorMsg", error.what()}});
     }
 }
 
-void deleteContinuationTask() noexcept {
-    if (!isContinuationScheduled()) return;
-    try {
-        const auto [folder, name] = continuationTask();
-        const win32::ComInitializer com;
-        win32::TaskScheduler().remove(folder, name);
-        logEvent(LogLevel::Verbose, "SchedTaskDeleted");
-    } catch (const std::exception& error) {
-        logEvent(LogLevel::Error, "DeleteSchedTaskFailed");
+void lookForContinuation(RunContext& context) noexcept {
+    auto& continuation = context.continuation;
+    const FoundTask task = findContinuationTask(context.baseFolder);
+    continuation.nothingFound = task.answer == TaskAnswer::None;
+    if (task.answer != TaskAnswer::Ours || continuation.own) return;
+    continuation.found = task.folder;
+    const auto state = loadState(task.folder);
+    continuation.foundGuard = state && state->guard;
+    if (continuation.foundGuard) logEvent(LogLevel::Verbose, "GuardOfAnEndedRunFound");
+}
+
+void refuseEndlessBoots(const RunContext& context) {
+    if (context.continuation.boots <= mostBoots) return;
+    throw std::runtime_error("The run after the reboot did not come to its end in three boots");
+}
+
+bool mayTryAgain(const RunContext& context) noexcept { return context.continuation.boots < mostBoots; }
+
+void settleContinuation(RunContext& context) noexcept {
+    const auto& continuation = context.continuation;
+    if (continuation.folder.empty() && continuation.found.empty()) return;
+    if (continuation.scheduled || context.cmdLine->diagnostics_only.value || isStillNeeded(context)) return;
+    if (continuation.own && context.brokenOff) {
+        logEvent(LogLevel::Error, "ContinuationGivenUp", {{"Boots", continuation.boots}});
+    }
+    forgetContinuation(context);
+}
+
+void forgetContinuation(RunContext& context) noexcept {
+    auto& continuation = context.continuation;
+    if (continuation.folder.empty() && continuation.found.empty()) return;
+    if (!deleteContinuationTask()) return;
+    for (auto* folder : {&continuation.folder, &continuation.found}) {
+        if (!folder->empty()) removeCopy(*folder);
+        folder->clear();
     }
 }
 

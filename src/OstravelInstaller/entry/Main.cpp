@@ -1,4 +1,5 @@
 #include "OstravelInstaller/context/Messages.h"
+#include "OstravelInstaller/continuation/OwnImage.h"
 #include "OstravelInstaller/run/RunDriver.h"
 #include "OstravelInstallerLib/Console.h"
 
@@ -36,6 +37,7 @@ InstallerResult runToTheEnd() {
 } // namespace
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int) {
+    holdOwnImage();
     if (const auto refused = restrictDllSearch()) return static_cast<int>(code(*refused));
     const InstallerResult result = runToTheEnd();
     if (hasConsoleWindow()) {

@@ -2,6 +2,7 @@
 
 #include "OstravelInstaller/context/RunContext.h"
 #include "OstravelInstaller/continuation/RebootContinuation.h"
+#include "OstravelInstaller/package/InstallerFile.h"
 
 namespace kelvane::bst {
 
@@ -10,6 +11,6 @@ namespace kelvane::bst {
 InstallerResult cleanAndReinstall(RunContext& context, PostRebootAction stage, bool afterInitialInstallation);
 
 // Runs the package on a machine that has been cleaned.
-InstallerResult installNewAgent(RunContext& context);
+InstallerResult installNewAgent(RunContext& context, const InstallerFile& installer);
 
 } // namespace kelvane::bst

@@ -4,7 +4,6 @@
 #include "OstravelInstaller/context/Messages.h"
 #include "OstravelInstaller/flows/MainFlow.h"
 #include "OstravelInstaller/flows/Progress.h"
-#include "OstravelInstaller/flows/Requirements.h"
 #include "OstravelInstallerLib/Console.h"
 #include "OstravelInstallerLib/ProcessWait.h"
 #include "ProductLib/InstallerEvents.h"
@@ -103,6 +102,7 @@ CleaningResult cleanAndJudge(RunContext& context, PostRebootAction stage) {
         return {afterStuckMonitor(context)};
     } catch (const std::exception& error) {
         logEvent(LogLevel::Error, "CleaningStageFailedWithError", {{"ErrorMsg", error.what()}});
+        context.brokenOff = true;
         return {uninstallationFailed(context, InstallerResult::RemovalFailed)};
     }
     return judge(context, run);
@@ -111,11 +111,6 @@ CleaningResult cleanAndJudge(RunContext& context, PostRebootAction stage) {
 } // namespace
 
 CleaningResult runCleaningStage(RunContext& context, PostRebootAction stage) {
-    const bool cleanOnly = context.cmdLine->clean_only.value;
-    context.telemetry.SetValue(TelemetryKey::installerActionType, cleanOnly ? L"clean" : L"reinstall");
-    if (!cleanOnly) {
-        if (const auto unmet = checkRequirements(context, RequirementsOf::FreshInstallation)) return {*unmet};
-    }
     printLine(messages::attemptingUninstall);
     printLine(messages::uninstalling);
     enterPhase(context, InstallationPhaseType::Cleaning, L"cleaning");

@@ -12,7 +12,7 @@ struct CleaningResult {
     bool needsReboot = false;              // the new agent can be installed only after a reboot
 };
 
-// Checks the machine, runs the cleaner and says how the run goes on.
+// Runs the cleaner and says how the run goes on; a run that only cleans ends here.
 CleaningResult runCleaningStage(RunContext& context, PostRebootAction stage);
 
 } // namespace kelvane::bst

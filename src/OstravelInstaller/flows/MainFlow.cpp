@@ -2,7 +2,6 @@
 
 #include "OstravelInstaller/context/Messages.h"
 #include "OstravelInstaller/context/ProgramVersion.h"
-#include "OstravelInstaller/continuation/ContinuationFolder.h"
 #include "OstravelInstaller/continuation/RebootContinuation.h"
 #include "OstravelInstaller/flows/CleanAndReinstall.h"
 #include "OstravelInstaller/flows/PreserveConfiguration.h"
@@ -11,7 +10,6 @@
 #include "OstravelInstallerLib/Console.h"
 #include "ProductLib/InstallerEvents.h"
 #include "ProductLib/MonitorStatus.h"
-#include "SharedLib/ConfigBackup.h"
 
 #include <format>
 
@@ -22,15 +20,6 @@ void greet(const Options& options) {
     if (options.quiet()) return;
     openInteractiveConsole();
     printLine(std::format(L"OstravelInstaller {}", programVersion));
-}
-
-void forgetEarlierRuns(const RunContext& context) {
-    deleteContinuationTask();
-    if (context.cmdLine->afterReboot()) {
-        cleanUpContinuation(context.baseFolder);
-    } else {
-        removeConfigBackup();
-    }
 }
 
 bool siteTokenMissing(const RunContext& context) {
@@ -68,7 +57,8 @@ InstallerResult chooseWay(RunContext& context) {
 InstallerResult runMain(RunContext& context) {
     const Options& options = context.cmdLine.options();
     greet(options);
-    forgetEarlierRuns(context);
+    if (!options.afterReboot()) forgetConfigBackup(context);
+    if (options.clean_only.value) forgetContinuation(context);
     if (siteTokenMissing(context)) {
         logEvent(LogLevel::Error, "MissingSiteToken");
         return endWith(messages::siteTokenMissing, InstallerResult::SiteTokenMissing);

@@ -7,14 +7,29 @@
 #include "OstravelInstaller/reporting/Enrolment.h"
 #include "OstravelInstallerLib/Console.h"
 #include "OstravelInstallerLib/ProcessWait.h"
+#include "ProductLib/InstallerEvents.h"
 #include "libkelvane/UserLog.h"
+
+#include <windows.h>
 
 namespace kelvane::bst {
 namespace {
 
+constexpr DWORD pauseMs = 30'000;
+constexpr int mostPauses = 20;
+
 InstallerResult runInstaller(RunContext& context, const PackageStep& step) {
-    try {
+    const auto run = [&] {
         return runInstallerPackage(context, step.installer, step.currentConfigDir, step.healthCheckPassed).result;
+    };
+    try {
+        InstallerResult result = run();
+        for (int pauses = 0; step.waitForOthers && result == InstallerResult::MsiInProgress && pauses < mostPauses;
+             ++pauses) {
+            Sleep(pauseMs);
+            result = run();
+        }
+        return result;
     } catch (const StuckMonitorError&) {
         return InstallerResult::MonitorStuck;
     }

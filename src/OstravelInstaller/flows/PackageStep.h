@@ -13,6 +13,7 @@ struct PackageStep {
     std::filesystem::path installer;
     std::optional<std::filesystem::path> currentConfigDir{};
     bool healthCheckPassed = false;
+    bool waitForOthers = false;  // while another installation is in progress, for ten minutes at most
     std::wstring_view resultKey; // where the telemetry record keeps how it ended: "1" or "2"
 };
 

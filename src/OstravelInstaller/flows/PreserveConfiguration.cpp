@@ -4,10 +4,11 @@
 #include "ProductLib/InstallerEvents.h"
 #include "SharedLib/AgentConfigUtils.h"
 #include "SharedLib/ConfigBackup.h"
-#include "libkelvane/FileUtilities.h"
 #include "libkelvane/ProxyUtilities.h"
 #include "libkelvane/UserLog.h"
 #include "libwin32/Text.h"
+
+#include <utility>
 
 namespace kelvane::bst {
 namespace {
@@ -16,6 +17,11 @@ constexpr std::wstring_view serverProxyProperty = L"SERVER_PROXY";
 
 bool callerSetProxy(const RunContext& context) {
     return context.cmdLine.getInstallerProperty(serverProxyProperty).has_value();
+}
+
+void useServerProxy(RunContext& context, const std::wstring& proxy) {
+    appendServerProxy(context.msiArguments, proxy);
+    context.serverProxy = proxy;
 }
 
 void preserveProxy(RunContext& context) {
@@ -34,7 +40,7 @@ void preserveProxy(RunContext& context) {
         const auto logged = ProxyUtilities::withoutUserPart(setting);
         logEvent(LogLevel::Verbose, "FoundProxyConfig", {{"ProxyConfig", logged}});
         logEvent(LogLevel::Verbose, "UsingPreservedProxy", {{"PreservedProxy", logged}});
-        appendServerProxy(context.msiArguments, setting);
+        useServerProxy(context, setting);
     }
 }
 
@@ -49,26 +55,37 @@ bool preserveProxyGuarded(RunContext& context) {
     }
 }
 
-bool backUp(const RunContext& context) {
+bool backUp(RunContext& context) {
     const Options& options = context.cmdLine.options();
     if (options.dont_preserve_config_dir.value) return true;
-    return backupConfigDir(context.installedAgent.configDir) || options.dont_fail_on_config_preserving_failures.value;
+    auto backup = backupConfigDir(context.installedAgent.configDir);
+    if (!backup) return options.dont_fail_on_config_preserving_failures.value;
+    context.configBackup = std::move(*backup);
+    return true;
 }
 
 void preserveUwfMode(RunContext& context) {
     try {
         if (!context.installedAgent.configDir || !readUwfMode(*context.installedAgent.configDir)) return;
         appendUwfMode(context.msiArguments);
+        context.uwfMode = true;
         context.telemetry.SetValue(TelemetryKey::uwfModeEnabled, L"true");
     } catch (const std::exception& error) {
         userLog(LogLevel::Error, std::string("Error creating backup of kelvane config: ") + error.what());
     }
 }
 
+// What the run before the reboot preserved.
+void takeOver(RunContext& context) {
+    if (context.serverProxy) appendServerProxy(context.msiArguments, *context.serverProxy);
+    if (context.uwfMode) appendUwfMode(context.msiArguments);
+}
+
 } // namespace
 
 bool preserveConfiguration(RunContext& context) {
     const Options& options = context.cmdLine.options();
+    if (options.afterReboot()) takeOver(context);
     if (!options.stateless() || options.clean_only.value || options.afterReboot()) return true;
     if (!preserveProxyGuarded(context) || !backUp(context)) return false;
     preserveUwfMode(context);
@@ -78,12 +95,16 @@ bool preserveConfiguration(RunContext& context) {
 void completeProxyProperty(RunContext& context) {
     if (!context.cmdLine->dont_preserve_proxy.value || callerSetProxy(context)) return;
     logEvent(LogLevel::Verbose, "SettingServerProxyToNone");
-    appendNoServerProxy(context.msiArguments);
+    useServerProxy(context, L"none");
 }
 
-std::optional<std::filesystem::path> configDirForPackage() {
-    if (!FileUtilities::exists(configBackupDirectory())) return std::nullopt;
-    return configBackupDirectory();
+std::optional<std::filesystem::path> configDirForPackage(const RunContext& context) {
+    return context.configBackup ? std::optional(configBackupDirectory()) : std::nullopt;
+}
+
+void forgetConfigBackup(RunContext& context) noexcept {
+    context.configBackup.reset(); // nobody else can remove it while it is open here
+    removeConfigBackup();
 }
 
 } // namespace kelvane::bst

@@ -15,8 +15,12 @@ bool preserveConfiguration(RunContext& context);
 // Tells the package to use no proxy, when none is to be preserved and the caller set none.
 void completeProxyProperty(RunContext& context);
 
-// The configuration directory that the package is to take over: the backup, when there is one. The
-// installed agent's own would have to stand unquoted on the command line, with the blanks of its path.
-std::optional<std::filesystem::path> configDirForPackage();
+// The configuration directory that the package is to take over: the backup, when this run or the one before it made it
+// and nobody else could have changed it since. The installed agent's own would have to stand unquoted on the command
+// line, with the blanks of its path.
+std::optional<std::filesystem::path> configDirForPackage(const RunContext& context);
+
+// Removes the backup, whoever made it.
+void forgetConfigBackup(RunContext& context) noexcept;
 
 } // namespace kelvane::bst

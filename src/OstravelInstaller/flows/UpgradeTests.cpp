@@ -90,7 +90,7 @@ InstallerResult runPackage(RunContext& context) {
         return *unmet;
     }
     return runPackageStep(context, {.installer = initialInstallerPath(context),
-                                    .currentConfigDir = configDirForPackage(),
+                                    .currentConfigDir = configDirForPackage(context),
                                     .healthCheckPassed = true,
                                     .resultKey = TelemetryKey::upgradeResult});
 }

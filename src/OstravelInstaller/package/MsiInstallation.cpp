@@ -7,6 +7,7 @@
 #include "OstravelInstallerLib/ProcessWait.h"
 #include "ProductLib/InstallerEvents.h"
 #include "ProductLib/MonitorStatus.h"
+#include "libwin32/CommandLine.h"
 
 #include <format>
 #include <stdexcept>
@@ -41,8 +42,7 @@ PackageRun interpret(InstallerType type, std::uint32_t exitCode, const PackageMa
 } // namespace
 
 std::filesystem::path installerPath(const RunContext& context) {
-    const auto& alternative = context.cmdLine->alternative_installer_path;
-    return alternative.given ? std::filesystem::path(alternative.value) : context.payload.installer();
+    return context.alternativeInstaller ? *context.alternativeInstaller : context.payload.installer();
 }
 
 std::filesystem::path initialInstallerPath(const RunContext& context) {
@@ -54,15 +54,22 @@ std::filesystem::path initialInstallerPath(const RunContext& context) {
 }
 
 AgentVersion versionToInstall(const RunContext& context) {
-    const auto& alternative = context.cmdLine->alternative_installer_path;
-    return alternative.given ? packageProductVersion(alternative.value) : context.payload.version();
+    const auto& alternative = context.alternativeInstaller;
+    return alternative ? packageProductVersion(*alternative) : context.payload.version();
+}
+
+std::wstring packageCommandLine(const RunContext& context, const std::filesystem::path& installer,
+                                const std::optional<std::filesystem::path>& currentConfigDir, bool healthCheckPassed) {
+    auto commandLine = installerCommandLine(installer, context.msiArguments, context.cmdLine->quiet(),
+                                            runProperties(context, currentConfigDir, healthCheckPassed));
+    win32::checkCommandLine(commandLine);
+    return commandLine;
 }
 
 PackageRun runInstallerPackage(RunContext& context, const std::filesystem::path& installer,
                                const std::optional<std::filesystem::path>& currentConfigDir, bool healthCheckPassed) {
     const InstallerType type = installerType(installer);
-    const auto commandLine = installerCommandLine(installer, context.msiArguments, context.cmdLine->quiet(),
-                                                  runProperties(context, currentConfigDir, healthCheckPassed));
+    const auto commandLine = packageCommandLine(context, installer, currentConfigDir, healthCheckPassed);
     context.lastPackage.reset();
     const bool unmarked = deletePackageMarks();
     const auto exitCode = execute(commandLine, type == InstallerType::SetupProgram ? installer : msiexecPath());

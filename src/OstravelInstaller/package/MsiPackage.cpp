@@ -9,6 +9,7 @@
 #include <windows.h>
 
 #include <msi.h>
+#include <msiquery.h>
 
 #include <stdexcept>
 
@@ -53,6 +54,11 @@ AgentVersion packageProductVersion(const std::filesystem::path& package) {
     const auto version = parseShortAgentVersion({text, length});
     if (!version) throw std::runtime_error("The package's ProductVersion is no version");
     return *version;
+}
+
+void checkPackageReadable(const std::filesystem::path& package) {
+    UniqueMsi database;
+    checkMsi(MsiOpenDatabaseW(package.c_str(), MSIDBOPEN_READONLY, database.put()), "MsiOpenDatabaseW");
 }
 
 PackageMarks readPackageMarks() {

@@ -12,6 +12,9 @@ namespace kelvane::bst {
 // std::runtime_error when it is no version.
 AgentVersion packageProductVersion(const std::filesystem::path& package);
 
+// That Windows Installer can read the file as a package. Throws Win32Error "MsiOpenDatabaseW".
+void checkPackageReadable(const std::filesystem::path& package);
+
 // What the package's own actions record of a run of it.
 struct PackageMarks {
     // MsiFailureReason: why it failed. Absent when it recorded nothing, or no number (logged).

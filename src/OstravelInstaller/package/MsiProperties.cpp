@@ -57,8 +57,6 @@ void appendServerProxy(std::wstring& msiArguments, std::wstring_view proxy) {
     msiArguments += formatText(L" SERVER_PROXY=%s", checkedValue("SERVER_PROXY", proxy, endsBareValue));
 }
 
-void appendNoServerProxy(std::wstring& msiArguments) { msiArguments += L" SERVER_PROXY=none"; }
-
 void appendUwfMode(std::wstring& msiArguments) { msiArguments += L" UWF_MODE=TRUE"; }
 
 void appendInstallAfterCleaning(std::wstring& msiArguments) { msiArguments += L" IS_INSTALL_AFTER_CLEANING=true"; }

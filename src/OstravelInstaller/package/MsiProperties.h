@@ -24,7 +24,6 @@ std::wstring basePropertyString(const BaseProperties& properties);
 
 // What the flows add.
 void appendServerProxy(std::wstring& msiArguments, std::wstring_view proxy);
-void appendNoServerProxy(std::wstring& msiArguments);
 void appendUwfMode(std::wstring& msiArguments);
 void appendInstallAfterCleaning(std::wstring& msiArguments);
 

@@ -1,7 +1,6 @@
 #include "OstravelInstaller/run/ContextBuilder.h"
 
 #include "OstravelInstaller/context/FindAgent.h"
-#include "OstravelInstaller/continuation/ContinuationFolder.h"
 #include "OstravelInstaller/package/MsiProperties.h"
 #include "OstravelInstaller/reporting/TelemetryStart.h"
 #include "ProductLib/InstallerEvents.h"
@@ -25,7 +24,7 @@ void useWorkingDirectory(RunContext& context) {
         context.tempDir = directory.wstring();
     } else {
         if (!context.baseFolder.usable()) throw std::runtime_error(context.baseFolder.failure());
-        context.tempDir = context.baseFolder.makeFolder(L"Run_").wstring();
+        context.tempDir = context.baseFolder.makeFolder(runFolderPrefix).wstring();
         context.tempDirCreated = true;
     }
 }
@@ -51,13 +50,12 @@ std::wstring chosenInstallationId(const RunContext& context) {
 }
 
 std::wstring baseProperties(const RunContext& context) {
-    const Options& options = context.cmdLine.options();
     BaseProperties properties;
-    properties.installerArguments = options.installer_arguments.value;
+    properties.installerArguments = context.cmdLine->installer_arguments.value;
     properties.diagUid = context.diagUid;
-    properties.initiator = options.INSTALLATION_INITIATOR.given ? options.INSTALLATION_INITIATOR.value : L"Other";
+    properties.initiator = context.initiator;
     properties.vdi = context.isVdi;
-    if (context.agentUid && !options.dont_preserve_agent_uid.value) {
+    if (context.agentUid && !context.cmdLine->dont_preserve_agent_uid.value) {
         properties.agentUid = win32::toWide(*context.agentUid);
     }
     return basePropertyString(properties);
@@ -65,16 +63,22 @@ std::wstring baseProperties(const RunContext& context) {
 
 } // namespace
 
-void buildRunContext(RunContext& context) {
+void buildRunContext(RunContext& context, const std::optional<ResumedRun>& resumed) {
     const Options& options = context.cmdLine.options();
     chooseWorkingDirectory(context);
     findAgent(context);
+    context.initiator = options.INSTALLATION_INITIATOR.given ? options.INSTALLATION_INITIATOR.value : L"Other";
+    if (options.alternative_installer_path.given) {
+        context.alternativeInstaller = options.alternative_installer_path.value;
+    }
+    const bool restored = resumed && resumed->complete;
+    if (restored) restore(context, resumed->state);
     context.installationId = chosenInstallationId(context);
     context.diagUid = options.diagnostic_UID.given ? options.diagnostic_UID.value : newGuid();
     context.reinstallReason = reinstallReasonOfName(options.BST_REINSTALL_REASON.value);
     context.forceLogUpload = options.send_log.value;
     context.msiArguments = baseProperties(context);
-    startTelemetry(context, loadSavedTelemetryRecord(context.baseFolder));
+    startTelemetry(context, restored ? std::optional(resumed->state.record) : std::nullopt);
     if (const auto token = context.siteToken()) context.telemetry.SetValueUtf8(TelemetryKey::siteToken, *token);
 }
 

@@ -1,11 +1,12 @@
 #pragma once
 
 #include "OstravelInstaller/context/RunContext.h"
+#include "OstravelInstaller/continuation/ResumedRun.h"
 
 namespace kelvane::bst {
 
 // Fills the context of a run that begins: working directory, installed agent and what its files say, base property
-// string.
-void buildRunContext(RunContext& context);
+// string. What was left for a run that goes on is put over what it finds itself.
+void buildRunContext(RunContext& context, const std::optional<ResumedRun>& resumed);
 
 } // namespace kelvane::bst

@@ -8,6 +8,7 @@
 #include "OstravelInstaller/flows/Diagnostics.h"
 #include "OstravelInstaller/flows/InitialInstallation.h"
 #include "OstravelInstaller/flows/MainFlow.h"
+#include "OstravelInstaller/flows/PreserveConfiguration.h"
 #include "OstravelInstaller/package/MsiInstallation.h"
 #include "OstravelInstaller/package/PackageExit.h"
 #include "OstravelInstallerLib/Console.h"
@@ -28,6 +29,7 @@ InstallerResult installOnCleanMachine(RunContext& context) {
     }
     if (context.lastPackage->failureReason != MsiFailureReason::multipleRelatedProducts) return result;
     logEvent(LogLevel::Verbose, "ReinstallingDueToMultipleRelatedProducts");
+    forgetConfigBackup(context);
     return cleanAndReinstall(context, PostRebootAction::CleanAndInstall, true);
 }
 
@@ -44,8 +46,10 @@ void forgetEarlierResult(const Options& options) noexcept {
 InstallerResult dispatch(RunContext& context) {
     const Options& options = context.cmdLine.options();
     const PostRebootAction stage = decodePostRebootAction(options.r.value);
+    lookForContinuation(context);
+    refuseEndlessBoots(context);
     if (checkPendingReboot(context)) return InstallerResult::AlreadyPendingReboot;
-    if (!isContinuationScheduled()) removeStaleCopies(context.baseFolder);
+    if (context.continuation.nothingFound) removeStaleFolders(context.baseFolder, context.tempDir);
     context.payload.extract(context.tempDir);
     if (options.diagnostics_only.value) return runDiagnosticsOnly(context);
     if (options.diagnostics.value) takeDiagnostics(context);
@@ -59,7 +63,9 @@ bool checkPendingReboot(RunContext& context) {
     if (options.afterReboot() || options.ignore_pending_reboot_request.value || options.diagnostics_only.value) {
         return false;
     }
-    if (!isContinuationScheduled()) return false;
+    auto& continuation = context.continuation;
+    if (continuation.found.empty() || continuation.foundGuard) return false;
+    continuation.scheduled = true;
     logEvent(LogLevel::Verbose, "OstravelInstallerIsAlreadyPendingForReboot");
     printLine(messages::alreadyRequiresReboot);
     return true;

@@ -3,6 +3,7 @@
 #include "OstravelInstaller/context/Messages.h"
 #include "OstravelInstaller/continuation/ExitCodeFile.h"
 #include "OstravelInstaller/continuation/Reboot.h"
+#include "OstravelInstaller/flows/PreserveConfiguration.h"
 #include "OstravelInstaller/reporting/PhaseReport.h"
 #include "OstravelInstallerLib/Console.h"
 #include "ProductLib/InstallerEvents.h"
@@ -42,8 +43,14 @@ void offerReboot(RunContext& context, std::wstring_view question) {
     reboot(code(context.result));
 }
 
+// What a run leaves on success, nobody takes over any more.
+void removeBackup(RunContext& context) {
+    if (isSuccess(context.result) && !context.cmdLine->diagnostics_only.value) forgetConfigBackup(context);
+}
+
 void finish(RunContext& context) {
     removeWorkingDirectory(context);
+    removeBackup(context);
     writeExitCodeFile(context.cmdLine->afterReboot(), static_cast<std::int32_t>(code(context.result)));
     recordResult(context);
     if (requiresReboot(context.result)) {

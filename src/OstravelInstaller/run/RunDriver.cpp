@@ -3,6 +3,7 @@
 #include "OstravelInstaller/context/BaseFolder.h"
 #include "OstravelInstaller/context/Messages.h"
 #include "OstravelInstaller/context/ProgramVersion.h"
+#include "OstravelInstaller/continuation/RebootContinuation.h"
 #include "OstravelInstaller/reporting/Log.h"
 #include "OstravelInstaller/run/ContextBuilder.h"
 #include "OstravelInstaller/run/Dispatcher.h"
@@ -31,14 +32,15 @@ InstallerResult unexpected(const char* event, TraceFields fields) {
 }
 
 // Fills the context, calls the dispatcher, and turns exceptions into results.
-InstallerResult runGuarded(RunContext& context) {
-    const auto failed = [](const char* event, const std::exception& error) {
+InstallerResult runGuarded(RunContext& context, const std::optional<ResumedRun>& resumed) {
+    const auto failed = [&context](const char* event, const std::exception& error) {
+        context.brokenOff = true;
         const InstallerResult result = unexpected(event, {{"ErrorMsg", error.what()}});
         noteUnprinted(error.what());
         return result;
     };
     try {
-        buildRunContext(context);
+        buildRunContext(context, resumed);
         if (!context.cmdLine->quiet()) requireDesktop();
         return dispatch(context);
     } catch (const ConsoleEnvironmentError& error) {
@@ -50,13 +52,20 @@ InstallerResult runGuarded(RunContext& context) {
     } catch (const std::exception& error) {
         return failed("RunFailed", error);
     } catch (...) {
+        context.brokenOff = true;
         return unexpected("RunFailed", {});
     }
 }
 
+// Of a run that goes on the command line is what the run before it meant.
+bool parse(OstravelInstallerCmdLine& cmdLine, const std::optional<ResumedRun>& resumed) {
+    return resumed ? cmdLine.parseLine(L"OstravelInstaller.exe " + resumed->state.arguments) : cmdLine.parse();
+}
+
 InstallerResult parseAndRun(Log& log, const BaseFolder& baseFolder) {
     OstravelInstallerCmdLine cmdLine;
-    if (!cmdLine.parse() || hasConsoleWindow()) {
+    const auto resumed = resumeContinuation(baseFolder);
+    if (!parse(cmdLine, resumed) || hasConsoleWindow()) {
         logEvent(LogLevel::Verbose, "OstravelInstallerOutputHandlerExecuted");
         return InstallerResult::UsageShown;
     }
@@ -65,7 +74,9 @@ InstallerResult parseAndRun(Log& log, const BaseFolder& baseFolder) {
     RunContext context(cmdLine, baseFolder);
     context.logFile = log.path();
     context.flushLog = [&log] { return log.FlushLog(); };
-    context.result = runGuarded(context);
+    if (resumed) continueFrom(context, *resumed);
+    context.result = runGuarded(context, resumed);
+    settleContinuation(context);
     logEvent(LogLevel::Verbose, "OstravelInstallerExitCode", {{"ExitCode", code(context.result)}});
     finishRun(context);
     return context.result;

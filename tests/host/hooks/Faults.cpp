@@ -5,6 +5,7 @@
 
 #include <io.h>
 #include <msi.h>
+#include <msiquery.h>
 #include <wincred.h>
 #include <winhttp.h>
 
@@ -100,10 +101,14 @@ const Registration hooks{PASS(AddDllDirectory),
                          PASS(FindFirstFileW),
                          PASS(FindNextFileW),
                          PASS(FindResourceW),
+                         PASS(FlushFileBuffers),
+                         PASS(GetExitCodeProcess),
                          PASS(GetFileAttributesW),
+                         PASS(LookupAccountNameW),
                          PASS(MoveFileExW),
                          PASS(MsiEnumRelatedProductsW),
                          PASS(MsiGetProductInfoW),
+                         PASS(MsiOpenDatabaseW),
                          PASS(MsiOpenPackageW),
                          PASS(OpenProcessToken),
                          PASS(ReadFile),

@@ -1,9 +1,11 @@
 // The task scheduler. Folders are directories and tasks are JSON files under C:\test-host\tasks, so that they stay from
-// run to run. Any method can be made to fail by its name: fail=RegisterTaskDefinition:1:0x80070005.
+// run to run; a test may put one there. What Windows refuses is refused, and the local system account comes back as a
+// name. Any method can be made to fail by its name: fail=RegisterTaskDefinition:1:0x80070005.
 #define CINTERFACE
 #include "hooks/Hooks.h"
 
 #include <initguid.h>
+#include <sddl.h>
 #include <taskschd.h>
 
 #include <map>
@@ -89,6 +91,60 @@ std::string digits(int value) { return std::to_string(value); }
 
 HRESULT lastError() { return HRESULT_FROM_WIN32(GetLastError()); }
 
+// The text between the quotes of a JSON string.
+std::wstring unquoted(const std::string& json) {
+    std::wstring result;
+    const std::wstring inner = fromUtf8(std::string_view(json).substr(1, json.size() - 2));
+    for (std::size_t at = 0; at < inner.size(); ++at) {
+        if (inner[at] != L'\\') {
+            result += inner[at];
+        } else if (inner[++at] == L'u') {
+            result += static_cast<wchar_t>(number(L"0x" + inner.substr(at + 1, 4)));
+            at += 4;
+        } else {
+            result += inner[at];
+        }
+    }
+    return result;
+}
+
+// A flat object in ASCII: names, and what stands for each value.
+Task readTask(const std::wstring& file) {
+    std::string json;
+    for (const wchar_t unit : readText(file))
+        json += static_cast<char>(unit);
+    Task task;
+    const auto stringEnd = [&](std::size_t at) {
+        for (++at; json.at(at) != '"'; ++at)
+            at += json[at] == '\\';
+        return at + 1;
+    };
+    for (auto at = json.find('"'); at != json.npos; at = json.find('"', at)) {
+        const auto nameEnd = stringEnd(at);
+        const auto value = json.find_first_not_of(": ", nameEnd);
+        const auto end = json[value] == '"' ? stringEnd(value) : json.find_first_of(",}", value);
+        task[json.substr(at + 1, nameEnd - at - 2)] = json.substr(value, end - value);
+        at = end;
+    }
+    return task;
+}
+
+HRESULT giveText(Task& task, const char* name, BSTR* text) {
+    const auto value = task.find(name);
+    *text = value == task.end() ? nullptr : SysAllocString(unquoted(value->second).c_str());
+    return S_OK;
+}
+
+bool isName(std::wstring_view name) { return !name.empty() && name.find_first_of(L"\\/:*?\"<>|") == name.npos; }
+
+bool isSecurity(const wchar_t* sddl) {
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    const BOOL valid =
+        ConvertStringSecurityDescriptorToSecurityDescriptorW(sddl, SDDL_REVISION_1, &descriptor, nullptr);
+    LocalFree(descriptor);
+    return valid;
+}
+
 bool exists(const std::wstring& path) { return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
 
 // A path of the scheduler begins at its root, with or without a separator.
@@ -103,9 +159,17 @@ std::wstring taskFile(void* self, BSTR name) { return below(object(self).folder,
 void fill(Filling, IExecActionVtbl& table) {
     KEEP(IExecAction, Path, BSTR, text);
     KEEP(IExecAction, Arguments, BSTR, text);
+    METHOD(get_Path, [](IExecAction* self, BSTR* path) { return giveText(task(self), "Path", path); });
 }
 
 void fill(Filling, IActionCollectionVtbl& table) {
+    METHOD(get_Count, [](IActionCollection* self, LONG* count) -> HRESULT {
+        *count = task(self).contains("Path");
+        return S_OK;
+    });
+    METHOD(get_Item, [](IActionCollection* self, LONG index, IAction** action) -> HRESULT {
+        return index == 1 ? give<IExecAction>(action, object(self).task) : E_INVALIDARG;
+    });
     METHOD(Create, [](IActionCollection* self, TASK_ACTION_TYPE type, IAction** action) -> HRESULT {
         return type == TASK_ACTION_EXEC ? give<IExecAction>(action, object(self).task) : E_NOTIMPL;
     });
@@ -133,6 +197,11 @@ void fill(Filling, IPrincipalVtbl& table) {
     KEEP(IPrincipal, UserId, BSTR, text);
     KEEP(IPrincipal, LogonType, TASK_LOGON_TYPE, digits);
     KEEP(IPrincipal, RunLevel, TASK_RUNLEVEL_TYPE, digits);
+    METHOD(get_UserId, [](IPrincipal* self, BSTR* user) {
+        Task given = task(self);
+        if (given["UserId"] == "\"S-1-5-18\"") given["UserId"] = "\"SYSTEM\"";
+        return giveText(given, "UserId", user);
+    });
 }
 
 void fill(Filling, ITaskDefinitionVtbl& table) {
@@ -143,7 +212,7 @@ void fill(Filling, ITaskDefinitionVtbl& table) {
 }
 
 HRESULT store(const std::wstring& path, Task& task, LONG flags) {
-    if ((flags & TASK_CREATE_OR_UPDATE) == 0) return E_INVALIDARG;
+    if ((flags & TASK_CREATE_OR_UPDATE) == 0 || !task.contains("Path") || task["Path"] == "\"\"") return E_INVALIDARG;
     if ((flags & TASK_UPDATE) == 0 && exists(path)) return HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
     std::string json;
     for (const auto& [name, value] : task)
@@ -158,18 +227,30 @@ HRESULT store(const std::wstring& path, Task& task, LONG flags) {
 }
 
 HRESULT WINAPI registerTask(ITaskFolder* self, BSTR name, ITaskDefinition* definition, LONG flags, VARIANT, VARIANT,
-                            TASK_LOGON_TYPE logon, VARIANT, IRegisteredTask** registered) {
+                            TASK_LOGON_TYPE logon, VARIANT sddl, IRegisteredTask** registered) {
+    if (!isName(name)) return HRESULT_FROM_WIN32(ERROR_INVALID_NAME);
+    if (sddl.vt == VT_BSTR && !isSecurity(sddl.bstrVal)) return E_INVALIDARG;
     Task& described = task(definition);
     described["RegisteredLogonType"] = std::to_string(logon);
     const HRESULT result = store(taskFile(self, name), described, flags);
-    Record("task").add("call", L"register").add("name", name).add("result", result);
-    if (SUCCEEDED(result) && registered) give<IRegisteredTask>(registered, nullptr);
+    Record("task").add("call", L"register").add("name", name).add("result", result).add("security", sddl.bstrVal);
+    if (SUCCEEDED(result) && registered) give<IRegisteredTask>(registered, object(definition).task);
     return result;
 }
 
 HRESULT WINAPI getTask(ITaskFolder* self, BSTR name, IRegisteredTask** registered) {
     *registered = nullptr;
-    return exists(taskFile(self, name)) ? give<IRegisteredTask>(registered, nullptr) : lastError();
+    const std::wstring file = taskFile(self, name);
+    if (!exists(file)) return lastError();
+    return give<IRegisteredTask>(registered, std::make_shared<Task>(readTask(file)));
+}
+
+void fill(Filling, IRegisteredTaskVtbl& table) { GETTER(IRegisteredTask, Definition, ITaskDefinition); }
+
+HRESULT WINAPI setSecurity(ITaskFolder* self, BSTR sddl, LONG flags) {
+    if (flags != 0 || !isSecurity(sddl)) return E_INVALIDARG;
+    Record("task").add("call", L"protect folder").add("folder", object(self).folder).add("security", sddl);
+    return S_OK;
 }
 
 HRESULT WINAPI deleteTask(ITaskFolder* self, BSTR name, LONG) {
@@ -184,6 +265,7 @@ HRESULT openFolder(const std::wstring& path, ITaskFolder** folder) {
 }
 
 HRESULT WINAPI createFolder(ITaskFolder* self, BSTR name, VARIANT, ITaskFolder** folder) {
+    if (!isName(name)) return HRESULT_FROM_WIN32(ERROR_INVALID_NAME);
     const std::wstring path = below(object(self).folder, name);
     if (!CreateDirectoryW(path.c_str(), nullptr)) return lastError();
     Record("task").add("call", L"create folder").add("name", name);
@@ -196,6 +278,7 @@ void fill(Filling, ITaskFolderVtbl& table) {
     });
     METHOD(CreateFolder, createFolder);
     METHOD(RegisterTaskDefinition, registerTask);
+    METHOD(SetSecurityDescriptor, setSecurity);
     METHOD(GetTask, getTask);
     METHOD(DeleteTask, deleteTask);
 }

@@ -1,0 +1,94 @@
+#include "OstravelInstaller/continuation/OwnImage.h"
+
+#include "libkelvane/FileWriter.h"
+#include "libkelvane/PathUtils.h"
+#include "libwin32/AdministratorsOnly.h"
+#include "libwin32/Win32Error.h"
+
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace kelvane::bst {
+namespace {
+
+constexpr DWORD blockSize = 1 << 20;
+
+struct OwnImage {
+    OwnImage() noexcept {
+        try {
+            file = openForReading(PathUtils::ownExecutable());
+        } catch (const win32::Win32Error& failure) {
+            error = failure.code();
+        } catch (const std::exception&) {
+            error = ERROR_NOT_ENOUGH_MEMORY;
+        }
+    }
+
+    static win32::UniqueHandle openForReading(const std::filesystem::path& path) {
+        win32::UniqueHandle file(CreateFileW(PathUtils::longPath(path).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                             OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+        win32::check(bool(file), "CreateFileW");
+        return file;
+    }
+
+    win32::UniqueHandle file;
+    DWORD error = ERROR_SUCCESS;
+};
+
+const OwnImage& ownImage() {
+    static const OwnImage image;
+    return image;
+}
+
+// Reads a file from its start, block by block.
+class BlockReader {
+public:
+    explicit BlockReader(HANDLE file) : file_(file), block_(blockSize) {
+        win32::check(SetFilePointerEx(file, {}, nullptr, FILE_BEGIN), "SetFilePointerEx");
+    }
+
+    // Empty at the end. Valid until the next call.
+    std::string_view next() {
+        DWORD length = 0;
+        win32::check(ReadFile(file_, block_.data(), blockSize, &length, nullptr), "ReadFile");
+        return {block_.data(), length};
+    }
+
+private:
+    HANDLE file_;
+    std::vector<char> block_;
+};
+
+void writeCopy(HANDLE image, const std::filesystem::path& to) {
+    win32::UniqueHandle file = win32::createFileForAdministrators(PathUtils::longPath(to).c_str());
+    win32::check(bool(file), "CreateFileW");
+    FileWriter copy(std::move(file));
+    BlockReader source(image);
+    for (auto block = source.next(); !block.empty(); block = source.next())
+        copy.write(block.data(), block.size());
+    copy.flush();
+}
+
+void compare(HANDLE image, HANDLE copy) {
+    BlockReader left(image);
+    BlockReader right(copy);
+    while (true) {
+        const auto block = left.next();
+        if (block != right.next()) win32::throwWin32("copyOwnImage", ERROR_CRC);
+        if (block.empty()) return;
+    }
+}
+
+} // namespace
+
+void holdOwnImage() noexcept { ownImage(); }
+
+void copyOwnImage(const std::filesystem::path& to) {
+    const OwnImage& image = ownImage();
+    if (!image.file) win32::throwWin32("CreateFileW", image.error);
+    writeCopy(image.file.get(), to);
+    compare(image.file.get(), OwnImage::openForReading(to).get());
+}
+
+} // namespace kelvane::bst

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <filesystem>
+
+// The file of the running program. While it is held nobody changes, exchanges or removes it, so that what the next boot
+// starts is what runs now.
+namespace kelvane::bst {
+
+// To be called before anything else that takes time; holds the file until the process ends. That it cannot be opened is
+// known, and a failure, only when it is to be copied.
+void holdOwnImage() noexcept;
+
+// Writes the held file's content to a new file for administrators only, on the disk when this returns, and compares the
+// two. Throws Win32Error.
+void copyOwnImage(const std::filesystem::path& to);
+
+} // namespace kelvane::bst
