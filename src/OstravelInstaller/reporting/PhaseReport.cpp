@@ -56,8 +56,7 @@ public:
         FileUtilities::writeFile(path_, win32::toUtf8(context.telemetry.ToLogText()));
     }
     ~RecordFile() {
-        std::error_code ignored;
-        std::filesystem::remove(PathUtils::longPath(path_), ignored);
+        FileUtilities::deleteDirectoryNoThrow(path_);
         if (directoryMade_) FileUtilities::deleteDirectoryNoThrow(directory_);
     }
     RecordFile(const RecordFile&) = delete;
