@@ -18,6 +18,9 @@
 namespace kelvane::bst {
 namespace {
 
+// What the parser says of an argument may hold the whole of it.
+std::wstring logged(const std::string& text) { return loggedCommandLine(win32::toWide(text)); }
+
 // Where usage, version and failures go: on a console opened for them, and nowhere in quiet mode.
 class OstravelInstallerOutput : public TCLAP::StdOutput {
 public:
@@ -34,7 +37,8 @@ public:
     }
 
     void failure(TCLAP::CmdLineInterface& commandLine, TCLAP::ArgException& error) override {
-        logEvent(LogLevel::Error, "CommandLineRefused", {{"Argument", error.argId()}, {"ErrorMsg", error.error()}});
+        logEvent(LogLevel::Error, "CommandLineRefused",
+                 {{"Argument", logged(error.argId())}, {"ErrorMsg", logged(error.error())}});
         if (quiet_) throw HandledByCommandLineParserError(error.error());
         openConsole();
         try {

@@ -1,7 +1,9 @@
 #include "libkelvane/ProxyUtilities.h"
 
 #include "libkelvane/SystemProxy.h"
+#include "libkelvane/WindowsVersion.h"
 #include "libwin32/CredentialStore.h"
+#include "libwin32/Win32Error.h"
 
 #include <algorithm>
 
@@ -43,6 +45,17 @@ web::web_proxy namedProxy(const std::optional<std::wstring>& address) {
     return address ? web::web_proxy(MakeProxyUri(*address)) : web::web_proxy(web::web_proxy::disabled);
 }
 
+web::web_proxy discoveredProxy(const std::wstring& server) {
+    constexpr WindowsVersion firstToDiscover{6, 3, 0};
+    if (windowsVersion() >= firstToDiscover) return web::web_proxy(web::web_proxy::use_auto_discovery);
+    // The HTTP library would fetch the script itself, run it in this process and log on where it is asked to.
+    try {
+        return namedProxy(proxyOfNetwork(server));
+    } catch (const win32::Win32Error&) {
+        return web::web_proxy(web::web_proxy::disabled);
+    }
+}
+
 web::web_proxy resolve(const std::wstring& server, const ProxyConfiguration& configuration) {
     if (configuration.source == ProxySource::ConfigurationScript) {
         return namedProxy(proxyFromScript(server, configuration.address.to_string()));
@@ -52,7 +65,7 @@ web::web_proxy resolve(const std::wstring& server, const ProxyConfiguration& con
     case ProxyKind::Disabled:
         return web::web_proxy(web::web_proxy::disabled);
     case ProxyKind::AutoDiscovery:
-        return web::web_proxy(web::web_proxy::use_auto_discovery);
+        return discoveredProxy(server);
     case ProxyKind::Specified:
         return web::web_proxy(configuration.address);
     case ProxyKind::Default:

@@ -76,7 +76,10 @@ std::optional<std::wstring> autoProxy(const std::wstring& server, const wchar_t*
         WinHttpOpen(nullptr, WINHTTP_ACCESS_TYPE_NO_PROXY, WINHTTP_NO_PROXY_NAME, WINHTTP_NO_PROXY_BYPASS, 0));
     win32::check(static_cast<bool>(session), "WinHttpOpen");
     WINHTTP_AUTOPROXY_OPTIONS options{};
-    options.dwFlags = scriptAddress ? WINHTTP_AUTOPROXY_CONFIG_URL : WINHTTP_AUTOPROXY_AUTO_DETECT;
+    // The script may be the choice of an unprivileged user, or of whoever answers first in the network: it runs in the
+    // system's service for that, never in this process.
+    options.dwFlags = WINHTTP_AUTOPROXY_RUN_OUTPROCESS_ONLY;
+    options.dwFlags |= scriptAddress ? WINHTTP_AUTOPROXY_CONFIG_URL : WINHTTP_AUTOPROXY_AUTO_DETECT;
     options.dwAutoDetectFlags = scriptAddress ? 0 : WINHTTP_AUTO_DETECT_TYPE_DHCP | WINHTTP_AUTO_DETECT_TYPE_DNS_A;
     options.lpszAutoConfigUrl = scriptAddress;
     options.fAutoLogonIfChallenged = FALSE; // whoever serves a script gets no credentials of SYSTEM
@@ -97,14 +100,15 @@ std::optional<std::wstring> proxyFromScript(const std::wstring& server, const st
     return autoProxy(server, scriptAddress.c_str());
 }
 
+std::optional<std::wstring> proxyOfNetwork(const std::wstring& server) { return autoProxy(server, nullptr); }
+
 std::optional<std::wstring> proxyOfInteractiveUser(const std::wstring& server) {
     const UserSettings settings = settingsOfInteractiveUser();
     if (settings.detect) {
         try {
-            return autoProxy(server, nullptr);
-        } catch (const win32::Win32Error& error) {
+            return proxyOfNetwork(server);
+        } catch (const win32::Win32Error&) {
             // Most networks announce no script, and the setting is on by default: the next one counts.
-            if (error.code() != ERROR_WINHTTP_AUTODETECTION_FAILED) throw;
         }
     }
     if (settings.script) return autoProxy(server, settings.script.get());

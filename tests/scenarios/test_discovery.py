@@ -6,7 +6,7 @@ AGENT = r"HKLM\SOFTWARE\Ostravel\Agent"
 SERVICE = r"HKLM\SYSTEM\CurrentControlSet\Services\KelvaneAgent"
 TYPE_LIBS = [rf"HKLM\SOFTWARE\Classes\TypeLib\{{{guid}}}\1.0\0\win64" for guid in
              ("667D5A92-7C14-4687-B20E-A5CF06FEF1AF", "BED0DAEE-A8DC-40E6-AAD6-DCA5532B746C")]
-RELATED = r"HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Installer\UpgradeCodes\06BA9B5903EBFC94C70A0CE56A56A712"
+RELATED = r"HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Installer\UpgradeCodes\06BA9B59DEB374C4FA0C5E78A65715A2"
 USERS_OWN = "0123456789ABCDEF0123456789ABCDEF"  # a product, in the form of the installer's own keys
 PRODUCT = "C:\\Program Files\\Ostravel\\"
 NOT_FOUND = ("InstalledAgentVersionNotFound", {})

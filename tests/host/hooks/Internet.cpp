@@ -20,7 +20,10 @@ BOOL WINAPI impersonate(HANDLE token) {
 
 // How a configuration script is fetched; there is none to be found.
 BOOL WINAPI proxyForUrl(HINTERNET, LPCWSTR, WINHTTP_AUTOPROXY_OPTIONS* options, WINHTTP_PROXY_INFO*) {
-    Record("autoproxy").add("script", options->lpszAutoConfigUrl).add("logs_on", options->fAutoLogonIfChallenged);
+    Record("autoproxy")
+        .add("script", options->lpszAutoConfigUrl)
+        .add("flags", options->dwFlags)
+        .add("logs_on", options->fAutoLogonIfChallenged);
     SetLastError(ERROR_WINHTTP_UNABLE_TO_DOWNLOAD_SCRIPT);
     return FALSE;
 }
