@@ -140,6 +140,9 @@ def test_clean_and_reinstall(endpoint, server):
     assert all(f"SERVER_PROXY={proxy}" in given for given in (task["Arguments"], str(reinstalled.commands)))
     assert "SchedTask" in cleaned.event_names and "executeInstallerCommand" in reinstalled.event_names
     assert "secret" not in str([cleaned.all_events, reinstalled.all_events, [request["body"] for request in server.requests]])
+    assert server.uploads[-1]["parts"].items() >= {
+        "installerActionType": "reinstall", "statelessReason": "PreventMonitorUnload", "cleaningResult": "0",
+        "reinstallationResult": "1", "uwfModeEnabled": "false", "installerResult": "1"}.items()
 
 
 def test_values_of_the_agent(endpoint, server):

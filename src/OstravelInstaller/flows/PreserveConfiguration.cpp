@@ -64,12 +64,16 @@ bool backUp(RunContext& context) {
     return true;
 }
 
+void useUwfMode(RunContext& context) {
+    context.telemetry.SetValue(TelemetryKey::uwfModeEnabled, context.uwfMode ? L"true" : L"false");
+    if (context.uwfMode) appendUwfMode(context.msiArguments);
+}
+
 void preserveUwfMode(RunContext& context) {
     try {
-        if (!context.installedAgent.configDir || !readUwfMode(*context.installedAgent.configDir)) return;
-        appendUwfMode(context.msiArguments);
-        context.uwfMode = true;
-        context.telemetry.SetValue(TelemetryKey::uwfModeEnabled, L"true");
+        if (!context.installedAgent.configDir) return;
+        context.uwfMode = readUwfMode(*context.installedAgent.configDir);
+        useUwfMode(context);
     } catch (const std::exception& error) {
         userLog(LogLevel::Error, std::string("Error creating backup of kelvane config: ") + error.what());
     }
@@ -78,7 +82,7 @@ void preserveUwfMode(RunContext& context) {
 // What the run before the reboot preserved.
 void takeOver(RunContext& context) {
     if (context.serverProxy) appendServerProxy(context.msiArguments, *context.serverProxy);
-    if (context.uwfMode) appendUwfMode(context.msiArguments);
+    if (context.uwfMode) useUwfMode(context);
 }
 
 } // namespace

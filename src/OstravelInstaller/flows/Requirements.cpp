@@ -32,30 +32,25 @@ void check(const RunContext& context, RequirementsOf what) {
     logEvent(LogLevel::Verbose, "CheckSystemRequirementsMet");
 }
 
-void note(RunContext& context, const char* event, const std::exception& error) {
+InstallerResult refuse(const char* event, const std::exception& error) {
     logEvent(LogLevel::Error, event, {{"ErrorMsg", error.what()}});
-    context.telemetry.SetValueUtf8(TelemetryKey::errorString, error.what());
-}
-
-InstallerResult refuse(RunContext& context, const char* event, const std::exception& error) {
-    note(context, event, error);
     printLine(std::wstring(messages::requirementsNotMet) + win32::toWide(error.what()));
     return InstallerResult::RequirementsNotMet;
 }
 
 } // namespace
 
-std::optional<InstallerResult> checkRequirements(RunContext& context, RequirementsOf what) {
+std::optional<InstallerResult> checkRequirements(const RunContext& context, RequirementsOf what) {
     try {
         check(context, what);
         return std::nullopt;
     } catch (const NotSupportedExceptionDiskSpaceForUpgrade& error) {
-        note(context, "SystemRequirementsNotMetDiskSpace", error);
+        logEvent(LogLevel::Error, "SystemRequirementsNotMetDiskSpace", {{"ErrorMsg", error.what()}});
         return InstallerResult::DiskSpaceForUpgrade;
     } catch (const NotSupportedException& error) {
-        return refuse(context, "SystemRequirementsNotMet", error);
+        return refuse("SystemRequirementsNotMet", error);
     } catch (const std::exception& error) {
-        return refuse(context, "CheckSystemRequirementsFailure", error);
+        return refuse("CheckSystemRequirementsFailure", error);
     }
 }
 

@@ -80,6 +80,9 @@ void buildRunContext(RunContext& context, const std::optional<ResumedRun>& resum
     context.msiArguments = baseProperties(context);
     startTelemetry(context, restored ? std::optional(resumed->state.record) : std::nullopt);
     if (const auto token = context.siteToken()) context.telemetry.SetValueUtf8(TelemetryKey::siteToken, *token);
+    if (context.reinstallReason) {
+        context.telemetry.SetValue(TelemetryKey::statelessReason, reinstallReasonName(*context.reinstallReason));
+    }
 }
 
 } // namespace kelvane::bst
