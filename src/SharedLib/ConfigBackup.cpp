@@ -33,7 +33,7 @@ void logBackupFailure(const char* reason) noexcept {
 
 } // namespace
 
-std::filesystem::path configBackupDirectory() { return PathUtils::expandEnvironment(L"%windir%\\Temp\\KelvaneConfig"); }
+std::filesystem::path configBackupDirectory() { return PathUtils::windowsTemp() / L"KelvaneConfig"; }
 
 std::optional<win32::UniqueHandle> backupConfigDir(const std::optional<std::filesystem::path>& configDir) noexcept {
     win32::UniqueHandle held;

@@ -186,10 +186,10 @@ std::string readFile(const std::filesystem::path& path, std::uint64_t mostBytes)
 }
 
 void writeFile(const std::filesystem::path& path, std::string_view content) {
-    win32::UniqueHandle file(
+    const win32::UniqueHandle file(
         CreateFileW(longPath(path).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     win32::check(bool(file), "writeFile");
-    FileWriter(std::move(file)).write(content.data(), content.size());
+    writeAll(file.get(), content.data(), content.size());
 }
 
 void createDirectories(const std::filesystem::path& path) {
@@ -213,11 +213,6 @@ bool createProtectedDirectories(const std::filesystem::path& path) {
     }
     if (missing.empty() && !isDirectoryNow(path)) win32::throwWin32("createProtectedDirectories", ERROR_PATH_NOT_FOUND);
     return !missing.empty();
-}
-
-void createProtectedFile(const std::filesystem::path& path) {
-    if (const auto code = deleteTree(path); code != 0) win32::throwWin32("createProtectedFile", code);
-    win32::check(bool(win32::createFileForAdministrators(longPath(path).c_str())), "createProtectedFile");
 }
 
 } // namespace kelvane::FileUtilities

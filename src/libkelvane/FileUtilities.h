@@ -64,8 +64,5 @@ void createProtectedDirectory(const std::filesystem::path& path);
 // Creates a directory and its missing parents, each protected in that way; what exists is left as it is. Returns
 // whether the last one was created. Throws Win32Error "createProtectedDirectories".
 bool createProtectedDirectories(const std::filesystem::path& path);
-// An empty file with that protection, for content that nobody else may change; whatever stands there is removed first.
-// Throws Win32Error "createProtectedFile".
-void createProtectedFile(const std::filesystem::path& path);
 
 } // namespace kelvane::FileUtilities

@@ -1,11 +1,9 @@
 #include "libkelvane/MultiPartRequest.h"
 
-#include "libkelvane/PathUtils.h"
 #include "libwin32/Text.h"
 
 #include <cpprest/interopstream.h>
 
-#include <fstream>
 #include <sstream>
 
 namespace kelvane {
@@ -148,22 +146,16 @@ bool MultiPartRequest::AddTextPart(std::wstring_view name, std::wstring_view val
     return true;
 }
 
-bool MultiPartRequest::AddFilePart(std::wstring_view name, const std::filesystem::path& path,
+bool MultiPartRequest::AddFilePart(std::wstring_view name, std::unique_ptr<std::istream> content,
                                    std::wstring_view fileName) {
     if (finished_) return false;
-    auto file = std::make_unique<std::ifstream>(PathUtils::longPath(path), std::ios::binary);
-    if (!*file) throw std::runtime_error("Cannot open file for upload: " + win32::toUtf8(path.wstring()));
     // No blank before filename, and octet-string: servers have been reading it so for years.
     addText(delimiter() + "Content-Disposition: form-data; name=\"" + win32::toUtf8(name) + "\";" + "filename=\"" +
             win32::toUtf8(fileName) + "\"" + std::string(lineEnd) + "Content-Type: application/octet-string" +
             "\r\n\r\n");
-    body_->buffer.add(std::move(file));
+    body_->buffer.add(std::move(content));
     addText(std::string(lineEnd));
     return true;
-}
-
-bool MultiPartRequest::AddFilePart(std::wstring_view name, const std::filesystem::path& path) {
-    return AddFilePart(name, path, path.filename().wstring());
 }
 
 bool MultiPartRequest::Finish() {

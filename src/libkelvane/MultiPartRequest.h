@@ -3,7 +3,6 @@
 #include "libkelvane/HttpLibrary.h"
 
 #include <deque>
-#include <filesystem>
 #include <istream>
 #include <memory>
 #include <mutex>
@@ -60,9 +59,8 @@ public:
     // Each returns false, and adds nothing, once the request is finished. A text's name and value hold no line breaks;
     // a value that begins like a delimiter gets a blank in front.
     bool AddTextPart(std::wstring_view name, std::wstring_view value);
-    // Throws std::runtime_error when the file cannot be opened. Without a file name it is the path's last component.
-    bool AddFilePart(std::wstring_view name, const std::filesystem::path& path, std::wstring_view fileName);
-    bool AddFilePart(std::wstring_view name, const std::filesystem::path& path);
+    // The content is read while the request is sent.
+    bool AddFilePart(std::wstring_view name, std::unique_ptr<std::istream> content, std::wstring_view fileName);
     // Adds the closing delimiter and makes the parts the request's body, to be sent while this object lives.
     bool Finish();
     // Whether the body ended early because a file could not be read. The library's threads do not hear of it: an

@@ -54,6 +54,12 @@ bool hasValidComponents(std::wstring_view path) {
     return true;
 }
 
+std::filesystem::path knownFolder(const KNOWNFOLDERID& id) {
+    win32::UniqueTaskMemory path;
+    win32::checkHresult(SHGetKnownFolderPath(id, 0, nullptr, path.put()), "SHGetKnownFolderPath");
+    return path.get();
+}
+
 } // namespace
 
 std::wstring expandEnvironment(std::wstring_view text) {
@@ -66,23 +72,27 @@ std::wstring expandEnvironment(std::wstring_view text) {
     return expanded;
 }
 
-std::filesystem::path programFiles() { return expandEnvironment(L"%ProgramFiles%"); }
+std::filesystem::path programFiles() { return knownFolder(FOLDERID_ProgramFiles); }
 
-std::filesystem::path knownProgramFiles() {
-    win32::UniqueTaskMemory path;
-    win32::checkHresult(SHGetKnownFolderPath(FOLDERID_ProgramFiles, 0, nullptr, path.put()), "SHGetKnownFolderPath");
-    return path.get();
-}
+std::filesystem::path programData() { return knownFolder(FOLDERID_ProgramData); }
 
-std::filesystem::path programData() { return expandEnvironment(L"%ProgramData%"); }
-
-std::filesystem::path windowsTemp() { return expandEnvironment(L"%WINDIR%\\Temp"); }
+std::filesystem::path windowsTemp() { return windowsDirectory() / L"Temp"; }
 
 std::filesystem::path windowsDirectory() {
     return filledText("GetSystemWindowsDirectoryW", &GetSystemWindowsDirectoryW);
 }
 
 std::filesystem::path systemDirectory() { return filledText("GetSystemDirectoryW", &GetSystemDirectoryW); }
+
+void restoreEnvironment() {
+    const std::pair<const wchar_t*, std::filesystem::path> variables[] = {{L"WINDIR", windowsDirectory()},
+                                                                          {L"SystemRoot", windowsDirectory()},
+                                                                          {L"ProgramFiles", programFiles()},
+                                                                          {L"ProgramW6432", programFiles()},
+                                                                          {L"ProgramData", programData()}};
+    for (const auto& [name, folder] : variables)
+        win32::check(SetEnvironmentVariableW(name, folder.c_str()), "SetEnvironmentVariableW");
+}
 
 std::filesystem::path ownExecutable() {
     return filledText("GetModuleFileNameW",

@@ -8,13 +8,17 @@ namespace kelvane::PathUtils {
 
 // Environment variables in %NAME% form replaced (ExpandEnvironmentStringsW). Throws Win32Error.
 std::wstring expandEnvironment(std::wstring_view text);
-std::filesystem::path programFiles();      // %ProgramFiles%
-std::filesystem::path knownProgramFiles(); // as the system knows it, whatever the environment says
-std::filesystem::path programData();       // %ProgramData%
-std::filesystem::path windowsTemp();       // %WINDIR%\Temp
-std::filesystem::path windowsDirectory();  // of the system, not of the session (GetSystemWindowsDirectoryW)
-std::filesystem::path systemDirectory();   // GetSystemDirectoryW
-std::filesystem::path ownExecutable();     // full path of the running program, of any length
+// As the system knows them, whatever the environment says.
+std::filesystem::path programFiles();     // the known folder that %ProgramFiles% stands for
+std::filesystem::path programData();      // the known folder that %ProgramData% stands for
+std::filesystem::path windowsDirectory(); // of the system, not of the session (GetSystemWindowsDirectoryW)
+std::filesystem::path windowsTemp();      // Temp in it
+std::filesystem::path systemDirectory();  // GetSystemDirectoryW
+std::filesystem::path ownExecutable();    // full path of the running program, of any length
+
+// Sets WINDIR, SystemRoot, ProgramFiles, ProgramW6432 and ProgramData of this process, and so of those that it starts,
+// to these folders. Throws Win32Error.
+void restoreEnvironment();
 
 // A drive-absolute path (D:\Data, \\?\D:\Data) or a device path (\Device\...) without characters that no path may hold.
 // Relative paths, bare drive letters and UNC paths are not valid.

@@ -1,5 +1,6 @@
 #include "libkelvane/ProtectedDirectory.h"
 
+#include "libkelvane/FileUtilities.h"
 #include "libkelvane/PathUtils.h"
 #include "libwin32/AdministratorsOnly.h"
 #include "libwin32/FileTree.h"
@@ -43,6 +44,25 @@ void checkOnlyAdministrators(HANDLE directory, const char* call) {
 }
 
 } // namespace
+
+win32::UniqueHandle createInPlaceOf(const std::filesystem::path& path, win32::UniqueHandle (*create)(const wchar_t*),
+                                    const char* operation) {
+    constexpr int mostAttempts = 5;
+    const auto place = PathUtils::longPath(path);
+    for (int attempt = 1;; ++attempt) {
+        deleteDirectory(place);
+        if (auto file = create(place.c_str())) return file;
+        const DWORD code = GetLastError();
+        const bool taken = code == ERROR_FILE_EXISTS || code == ERROR_ALREADY_EXISTS;
+        if (!taken || attempt == mostAttempts) win32::throwWin32(operation, code);
+    }
+}
+
+HeldDirectory createHeldDirectory(const std::filesystem::path& path) {
+    auto handle = createInPlaceOf(path, win32::createHeldDirectoryForAdministrators, "createHeldDirectory");
+    auto place = PathUtils::withoutLongPrefix(PathUtils::finalPathOfHandle(handle.get()));
+    return {std::move(place), std::move(handle)};
+}
 
 win32::UniqueHandle openProtectedDirectory(const std::filesystem::path& path) {
     auto directory = createOrOpen(PathUtils::longPath(path));

@@ -1,14 +1,14 @@
 #include "libkelvane/ZipFile.h"
 
+#include "libkelvane/ArchiveStream.h"
 #include "libkelvane/FileUtilities.h"
 #include "libkelvane/FileWriter.h"
 #include "libkelvane/PathUtils.h"
 #include "libkelvane/UserLog.h"
+#include "libwin32/Handles.h"
 #include "libwin32/Text.h"
 
-#include <unzip.h>
-// after the types that it uses
-#include <iowin32.h>
+#include <windows.h>
 
 #include <optional>
 #include <string>
@@ -68,20 +68,6 @@ private:
     unzFile archive_;
 };
 
-// The unpacking library tells a read that failed as damage of the archive; here the system's code is kept, in
-// `failure`.
-uLong ZCALLBACK readArchive(voidpf failure, voidpf stream, void* buffer, uLong size) {
-    static const zlib_filefunc64_def functions = [] {
-        zlib_filefunc64_def original{};
-        fill_win32_filefunc64W(&original);
-        return original;
-    }();
-    const uLong length = functions.zread_file(nullptr, stream, buffer, size);
-    const int code = functions.zerror_file(nullptr, stream);
-    if (code != 0) *static_cast<std::uint32_t*>(failure) = static_cast<std::uint32_t>(code);
-    return length;
-}
-
 win32::UniqueHandle createOutput(const std::filesystem::path& path) {
     win32::UniqueHandle file(CreateFileW(PathUtils::longPath(path).c_str(), GENERIC_WRITE,
                                          FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, CREATE_ALWAYS,
@@ -94,14 +80,12 @@ win32::UniqueHandle createOutput(const std::filesystem::path& path) {
 
 } // namespace
 
-ZipFile::ZipFile(const std::filesystem::path& path, const std::source_location& place) {
-    zlib_filefunc64_def functions{};
-    fill_win32_filefunc64W(&functions);
-    functions.zread_file = &readArchive;
-    functions.opaque = &readFailure_;
-    archive_ = unzOpen2_64(PathUtils::longPath(path).c_str(), &functions);
+ZipFile::ZipFile(HANDLE file, const std::source_location& place)
+    : stream_(std::make_unique<ArchiveStream>(ArchiveStream{.file = file})) {
+    auto functions = stream_->functions();
+    archive_ = unzOpen2_64(L"", &functions);
     if (!archive_) {
-        if (readFailure_ != 0) userLog(TraceLevel::Error, win32::formatText(L"ReadFile: error %u", readFailure_));
+        checkReading();
         throw ZipError("Zip file could not be opened.", place);
     }
     unz_global_info64 info{};
@@ -122,15 +106,16 @@ bool ZipFile::extractAll(const std::filesystem::path& destination) {
     for (; result == UNZ_OK; result = unzGoToNextFile(archive_)) {
         const auto entry = currentEntry(archive_);
         if (entry && extractCurrent(*entry, destination)) continue;
-        checkRead();
+        checkReading();
         userLog(TraceLevel::Error, win32::formatText(L"UnzipFile: entry not extracted: %s", entry ? entry->name : L""));
     }
-    checkRead();
+    checkReading();
     return result == UNZ_END_OF_LIST_OF_FILE;
 }
 
-void ZipFile::checkRead() const {
-    if (readFailure_ != 0) win32::throwWin32("ReadFile", readFailure_);
+// What the reader makes of a failed read is the end of the data.
+void ZipFile::checkReading() const {
+    if (stream_->error != 0) win32::throwWin32("ReadFile", stream_->error);
 }
 
 bool ZipFile::extractCurrent(const ZipEntry& entry, const std::filesystem::path& destination) {
@@ -147,29 +132,29 @@ bool ZipFile::extractCurrent(const ZipEntry& entry, const std::filesystem::path&
 bool ZipFile::extractData(const std::filesystem::path& output, std::uint64_t size) {
     OpenEntry entry(archive_);
     if (!entry) return false;
-    FileWriter writer(createOutput(output));
-    const bool complete = copyData(writer, size);
+    auto file = createOutput(output);
+    const bool complete = copyData(file.get(), size);
     const bool intact = entry.close();
-    writer.close();
+    file.reset();
     if (complete && intact) return true;
     // Nobody is to take half a file for the whole.
     FileUtilities::deleteFileWithCallback(output, {});
     return false;
 }
 
-bool ZipFile::copyData(FileWriter& writer, std::uint64_t size) {
+bool ZipFile::copyData(HANDLE output, std::uint64_t size) {
     char buffer[1024];
     std::uint64_t total = 0;
     while (true) {
         const int length = unzReadCurrentFile(archive_, buffer, sizeof buffer);
         // The reader itself stops at the declared size, and takes data that end before it for the end of the entry.
         if (length <= 0) return length == 0 && total == size;
-        writer.write(buffer, static_cast<std::size_t>(length));
+        writeAll(output, buffer, static_cast<std::size_t>(length));
         total += static_cast<std::uint64_t>(length);
     }
 }
 
-bool UnzipFile(const std::filesystem::path& zip, const std::filesystem::path& destination) {
+bool UnzipFile(HANDLE zip, const std::filesystem::path& destination) {
     FileUtilities::createDirectories(destination);
     return ZipFile(zip).extractAll(destination);
 }

@@ -2,15 +2,18 @@
 
 #include "libwin32/Win32Error.h"
 
+#include <windows.h>
+
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <source_location>
 #include <stdexcept>
 #include <string_view>
 
 namespace kelvane {
 
-class FileWriter;
+struct ArchiveStream;
 struct ZipEntry;
 
 // An archive that cannot be read as a whole; location() tells which function asked for it.
@@ -23,12 +26,11 @@ private:
     win32::ErrorLocation location_;
 };
 
-// An open ZIP archive with a current entry. Throws ZipError "Zip file could not be opened." or "unzGetGlobalInfo64
-// Failed".
+// A ZIP archive, read through the handle of an open file, with a current entry. Throws Win32Error "ReadFile", ZipError
+// "Zip file could not be opened." or "unzGetGlobalInfo64 Failed".
 class ZipFile {
 public:
-    explicit ZipFile(const std::filesystem::path& path,
-                     const std::source_location& place = std::source_location::current());
+    explicit ZipFile(HANDLE file, const std::source_location& place = std::source_location::current());
     ~ZipFile();
     ZipFile(const ZipFile&) = delete;
     ZipFile& operator=(const ZipFile&) = delete;
@@ -36,25 +38,26 @@ public:
     std::uint64_t entryCount() const { return entryCount_; }
     // Unpacks each entry below the destination. An entry that is damaged, or may not be extracted, is logged and passed
     // over, and leaves no file. Returns false when the list of entries is broken. Throws Win32Error "ReadFile",
-    // filesystem_error "create_directories", std::system_error "CreateFileW failed.", and what FileWriter throws.
+    // filesystem_error "create_directories", std::system_error "CreateFileW failed.", and what writeAll throws.
     bool extractAll(const std::filesystem::path& destination);
 
 private:
     bool extractCurrent(const ZipEntry& entry, const std::filesystem::path& destination);
     bool extractData(const std::filesystem::path& output, std::uint64_t size);
-    bool copyData(FileWriter& writer, std::uint64_t size);
-    void checkRead() const;
+    bool copyData(HANDLE output, std::uint64_t size);
+    void checkReading() const;
 
+    std::unique_ptr<ArchiveStream> stream_;
     void* archive_; // unzFile
     std::uint64_t entryCount_ = 0;
-    std::uint32_t readFailure_ = 0; // the code of the last read of the archive that failed
 };
 
 // Whether an entry of this name stays below the folder that it is unpacked to, as a file that Windows can hold:
 // relative, without "..", drive, stream, device name, or a character or ending that a file name cannot have.
 bool isSafeEntryName(std::wstring_view name);
 
-// Unpacks the archive below the destination, which is created when it is missing. As ZipFile::extractAll.
-bool UnzipFile(const std::filesystem::path& zip, const std::filesystem::path& destination);
+// Unpacks the archive in an open file below the destination, which is created when it is missing. As
+// ZipFile::extractAll.
+bool UnzipFile(HANDLE zip, const std::filesystem::path& destination);
 
 } // namespace kelvane

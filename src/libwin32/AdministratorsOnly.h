@@ -9,8 +9,11 @@ namespace win32 {
 
 // As CreateDirectoryW: false and the last error on failure, also when anything stands there already.
 bool createDirectoryForAdministrators(const wchar_t* path);
-// A new file (CREATE_NEW), open for writing without sharing; empty handle and the last error on failure, also when
-// anything stands there already, be it a link.
+// The same directory, open from its creation on, without delete sharing: nobody renames or removes it, nor any that it
+// lies in. The path is one with the prefix "\\?\", or of a server. Empty handle and the last error on failure.
+UniqueHandle createHeldDirectoryForAdministrators(const wchar_t* path);
+// A new file (CREATE_NEW), open for reading, writing and deleting; others may open it for reading only. Empty handle
+// and the last error on failure, also when anything stands there already, be it a link.
 UniqueHandle createFileForAdministrators(const wchar_t* path);
 // Sets owner and entries of an open directory (WRITE_DAC, WRITE_OWNER) to those; its content keeps what it has. False
 // and the last error on failure.

@@ -1,6 +1,8 @@
 #include "libwin32/FileTree.h"
 
 #include "libwin32/Handles.h"
+#include "libwin32/IoTimeLimit.h"
+#include "libwin32/NativeFile.h"
 
 #include <winternl.h>
 
@@ -12,6 +14,8 @@ namespace win32 {
 namespace {
 
 constexpr ULONG shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+// The trees that are deleted are small; one that takes longer is somebody's trap.
+constexpr std::uint32_t longestMs = 15'000;
 
 struct Entry {
     std::wstring name;
@@ -23,7 +27,7 @@ struct Entry {
     }
     // Just what deleting needs, as a file may be deletable for us and still closed to anything else.
     ACCESS_MASK access() const {
-        return DELETE | SYNCHRONIZE | FILE_READ_ATTRIBUTES | (isDescendable() ? FILE_LIST_DIRECTORY : 0u) |
+        return DELETE | FILE_READ_ATTRIBUTES | (isDescendable() ? FILE_LIST_DIRECTORY : 0u) |
                ((attributes & FILE_ATTRIBUTE_READONLY) != 0 ? FILE_WRITE_ATTRIBUTES : 0u);
     }
 };
@@ -37,21 +41,12 @@ struct Level {
 };
 
 UniqueHandle openRelative(HANDLE parent, const Entry& entry) {
-    UNICODE_STRING name{};
-    name.Length = static_cast<USHORT>(entry.name.size() * sizeof(wchar_t));
-    name.MaximumLength = name.Length;
-    name.Buffer = const_cast<wchar_t*>(entry.name.c_str());
-    OBJECT_ATTRIBUTES object{};
-    object.Length = sizeof object;
-    object.RootDirectory = parent;
-    object.ObjectName = &name;
-    IO_STATUS_BLOCK status{};
-    UniqueHandle handle;
-    const NTSTATUS result =
-        NtCreateFile(handle.put(), entry.access(), &object, &status, nullptr, 0, shareAll, FILE_OPEN,
-                     FILE_OPEN_REPARSE_POINT | FILE_OPEN_FOR_BACKUP_INTENT | FILE_SYNCHRONOUS_IO_NONALERT, nullptr, 0);
-    if (result < 0) SetLastError(RtlNtStatusToDosError(result));
-    return handle;
+    return openNative({.parent = parent,
+                       .name = entry.name,
+                       .access = entry.access(),
+                       .share = shareAll,
+                       .disposition = FILE_OPEN,
+                       .options = FILE_OPEN_FOR_BACKUP_INTENT});
 }
 
 // Appends the entries of one filled buffer.
@@ -84,16 +79,30 @@ bool isDescendable(HANDLE file) {
            (info.FileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 && !isLink(info.FileAttributes, info.ReparseTag);
 }
 
-bool remove(HANDLE file, DWORD attributes) {
-    if ((attributes & FILE_ATTRIBUTE_READONLY) != 0) {
-        FILE_BASIC_INFO basic{}; // times of 0 stay as they are
-        basic.FileAttributes = FILE_ATTRIBUTE_NORMAL;
-        if (!SetFileInformationByHandle(file, FileBasicInfo, &basic, sizeof basic)) return false;
+// Not of a file with several names: the others may be somebody else's, put there to have them changed.
+bool clearReadOnly(HANDLE file) {
+    FILE_STANDARD_INFO standard{};
+    if (!GetFileInformationByHandleEx(file, FileStandardInfo, &standard, sizeof standard)) return false;
+    if (standard.NumberOfLinks > 1) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return false;
     }
-    // The name goes at once, though a scanner may still have the file open; file systems and systems that do not know
-    // this form (before Windows 10) get the older one.
-    FILE_DISPOSITION_INFO_EX now{FILE_DISPOSITION_FLAG_DELETE | FILE_DISPOSITION_FLAG_POSIX_SEMANTICS};
-    if (SetFileInformationByHandle(file, FileDispositionInfoEx, &now, sizeof now)) return true;
+    FILE_BASIC_INFO basic{}; // times of 0 stay as they are
+    basic.FileAttributes = FILE_ATTRIBUTE_NORMAL;
+    return SetFileInformationByHandle(file, FileBasicInfo, &basic, sizeof basic);
+}
+
+bool dispose(HANDLE file, DWORD flags) {
+    FILE_DISPOSITION_INFO_EX disposition{FILE_DISPOSITION_FLAG_DELETE | FILE_DISPOSITION_FLAG_POSIX_SEMANTICS | flags};
+    return SetFileInformationByHandle(file, FileDispositionInfoEx, &disposition, sizeof disposition);
+}
+
+// The name goes at once, though a scanner may still have the file open; file systems and systems that do not know these
+// forms (before Windows 10) get the older ones.
+bool remove(HANDLE file, DWORD attributes) {
+    if (dispose(file, FILE_DISPOSITION_FLAG_IGNORE_READONLY_ATTRIBUTE)) return true;
+    if ((attributes & FILE_ATTRIBUTE_READONLY) != 0 && !clearReadOnly(file)) return false;
+    if (dispose(file, 0)) return true;
     FILE_DISPOSITION_INFO onClose{TRUE};
     return SetFileInformationByHandle(file, FileDispositionInfo, &onClose, sizeof onClose);
 }
@@ -114,8 +123,9 @@ public:
               UniqueHandle(CreateFileW(path.c_str(), root.access(), shareAll, nullptr, OPEN_EXISTING,
                                        FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr)));
         // An explicit stack: a tree can be deeper than the thread's own stack is.
-        while (!levels_.empty())
+        while (!levels_.empty() && !limit_.expired())
             step();
+        if (!levels_.empty()) fail(path, ERROR_TIMEOUT);
         return first_;
     }
 
@@ -154,9 +164,12 @@ private:
     const std::function<void(const std::wstring&, std::uint32_t)>& onFailure_;
     std::vector<Level> levels_;
     std::uint32_t first_ = 0;
+    IoTimeLimit limit_{longestMs};
 };
 
 } // namespace
+
+bool deleteOpenFile(HANDLE file) { return remove(file, 0); }
 
 bool isNotFound(std::uint32_t code) {
     return code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND || code == ERROR_BAD_NETPATH;

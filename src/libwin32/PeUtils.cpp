@@ -1,6 +1,5 @@
 #include "libwin32/PeUtils.h"
 
-#include "libwin32/Handles.h"
 #include "libwin32/Win32Error.h"
 
 #include <algorithm>
@@ -27,15 +26,12 @@ std::span<const std::uint8_t> locateResource(std::source_location place) {
 
 } // namespace
 
-void getResource(const std::wstring& path) {
+void getResource(HANDLE file) {
     static const auto resource = locateResource(std::source_location::current());
-    const UniqueHandle file(
-        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    check(bool(file), "CreateFileW");
     for (std::size_t offset = 0; offset < resource.size(); offset += chunkSize) {
         const auto length = static_cast<DWORD>(std::min(resource.size() - offset, chunkSize));
         DWORD written = 0;
-        check(WriteFile(file.get(), resource.data() + offset, length, &written, nullptr), "WriteFile");
+        check(WriteFile(file, resource.data() + offset, length, &written, nullptr), "WriteFile");
         if (written != length) throwWin32("WriteFile", ERROR_WRITE_FAULT);
     }
 }

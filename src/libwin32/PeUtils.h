@@ -1,11 +1,11 @@
 #pragma once
 
-#include <string>
+#include <windows.h>
 
 namespace win32 {
 
-// Writes the payload that this executable carries (resource 102 of type RT_RCDATA) to a file, overwriting what is
-// there. Throws Win32Error with the failing call's name, function "getResource".
-void getResource(const std::wstring& path);
+// Writes the payload that this executable carries (resource 102 of type RT_RCDATA) to an open, empty file.
+// Throws Win32Error with the failing call's name, function "getResource".
+void getResource(HANDLE file);
 
 } // namespace win32

@@ -1,5 +1,6 @@
 // launcher.exe: runs one program of the endpoint with host.dll in it. The run's folder holds command.txt (line 1: the
 // program; line 2: its whole command line) and gets pid.txt, exit.txt and the records "started" and "ended".
+// env=NAME=VALUE: a variable of the environment that the program finds.
 #include "Script.h"
 
 #include <psapi.h>
@@ -64,6 +65,10 @@ int wmain() {
     startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
     startup.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
     startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+    for (const auto& variable : scripted(L"env")) {
+        const auto equals = variable.find(L'=');
+        SetEnvironmentVariableW(variable.substr(0, equals).c_str(), variable.substr(equals + 1).c_str());
+    }
     PROCESS_INFORMATION child{};
     Record("started");
     if (!CreateProcessW(lines[0].c_str(), lines[1].data(), nullptr, nullptr, TRUE, CREATE_SUSPENDED, nullptr, nullptr,

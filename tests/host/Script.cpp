@@ -49,6 +49,11 @@ std::wstring runFile(const wchar_t* name) {
     return std::wstring(folder) + L'\\' + name;
 }
 
+std::wstring endpointFile(const std::wstring& name) {
+    const std::wstring run = runFile(L"");
+    return run.substr(0, run.rfind(L"\\runs\\") + 1) + name;
+}
+
 std::wstring readText(const std::wstring& path) {
     const HANDLE file =
         CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);

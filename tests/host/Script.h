@@ -11,6 +11,8 @@ namespace host {
 
 // A file of the run's folder.
 std::wstring runFile(const wchar_t* name);
+// A file that all runs of the endpoint share.
+std::wstring endpointFile(const std::wstring& name);
 // Whole content as UTF-16; empty when there is no such file.
 std::wstring readText(const std::wstring& path);
 

@@ -30,6 +30,7 @@ CATALOG = r"C:\windows\system32\catroot2\{F750E6C3-38EE-11D1-85E5-00C04FC295EE}"
 UNINSTALL = r"HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall"
 TASKS = r"C:\test-host\tasks"
 SYSTEM_VARIABLES = {"WINDIR": r"C:\windows", "OS": "Windows_NT", "QUOTED": 'a "b'}
+SESSIONS = r"C:\test-host\sessions"  # of event tracing: name of the session → name of its file
 PATIENCE = 180  # seconds until a hanging run is a failed one
 
 
@@ -147,7 +148,8 @@ class Endpoint:
         self.put(CATALOG + r"\catdb", b"")
         self.put(r"C:\windows\system32\logman.exe", HOST / "logman.exe")
         self.put(INSTALLER, installer)
-        self.unix(TASKS).mkdir(parents=True)
+        for folder in TASKS, SESSIONS:
+            self.unix(folder).mkdir(parents=True)
         self.boot()
 
     def boot(self):
@@ -166,6 +168,8 @@ class Endpoint:
 
     def reboot(self):
         self.stop()
+        for session in self.unix(SESSIONS).iterdir():
+            session.unlink()
         self.boot()
 
     def close(self):

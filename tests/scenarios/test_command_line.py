@@ -50,15 +50,15 @@ def test_unexpected_errors(machine, arguments, call, code, event, error):
 
 def test_a_run_that_fails_before_its_flow(endpoint):
     """It ends as one that fails later; the result of an earlier one is gone before anything can fail."""
-    question = "ExpandEnvironmentStringsW:{}%ProgramFiles%"
+    installation_id = "CoCreateGuid:18"  # after the session, 3 pipes of each of its 5 commands, the working directory
     for arguments in [], ["-o"], ["--clean_only"]:
         endpoint.put(TEMP + r"\SC-exit-code.txt", "12")
-        run = endpoint.run("-q", *arguments, script={"fail": question.format("*:0:")})
+        run = endpoint.run("-q", *arguments, script={"fail": installation_id + ":0x80004005"})
         assert (run.code, run.printed) == (2000, UNEXPECTED)
         assert run.in_order("RunFailedWithRunTimeError", "OstravelInstallerExitCode", "CreateExitCodeFile")
         assert [(place.name, place.read_text()) for place in endpoint.unix(TEMP).iterdir() if place.suffix != ".etl"] == [
             ("SC-exit-code.txt", "2000")]
-    run = endpoint.run("-q", background=True, script={"pause": question.format("1:")})
+    run = endpoint.run("-q", background=True, script={"pause": installation_id})
     run.wait_for(kind="paused")
     assert not (endpoint.unix(TEMP) / "SC-exit-code.txt").exists()
     run.kill()

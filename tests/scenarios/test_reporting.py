@@ -57,7 +57,7 @@ def test_first_installation(machine, server):
 
 
 @pytest.mark.parametrize("exit_code, arguments, size, file_name", [
-    (0, [], 0, RECORD), (0, ["--send_log"], 3_000_000, LOG), (1603, [], 0, LOG), (1603, [], 180 << 20, None)])
+    (0, [], 0, RECORD), (0, ["--send_log"], 3_000_000, LOG), (1603, [], 100, LOG), (1603, [], 180 << 20, None)])
 def test_file_of_the_last_report(machine, server, exit_code, arguments, size, file_name):
     _, (first, last) = report(machine, server, *arguments, script={"exit": exit_code, "log_size": size})
     assert re.fullmatch(RECORD, first["file"]["file_name"])

@@ -32,6 +32,8 @@ public:
     std::filesystem::path makeFolder(std::wstring_view prefix) const;
     // Whether an entry of the usable folder may be believed, or removed: no link, owned by administrators or SYSTEM.
     bool isTrusted(const std::filesystem::path& entry) const;
+    // Deletes the trusted folders in it whose names begin so, but the one that is used.
+    void removeStale(std::wstring_view prefix, const std::filesystem::path& used) const noexcept;
 
 private:
     std::filesystem::path path_;

@@ -2,13 +2,11 @@
 
 #include "ProductLib/InstallerEvents.h"
 #include "libkelvane/FileUtilities.h"
-#include "libkelvane/PathUtils.h"
+#include "libkelvane/ProtectedDirectory.h"
 #include "libkelvane/ZipFile.h"
 #include "libwin32/PeUtils.h"
 #include "libwin32/Text.h"
 #include "libwin32/Win32Error.h"
-
-#include <windows.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -51,38 +49,26 @@ void logExtractFailure() {
     }
 }
 
-// While the handle is open nobody renames the directory away and puts another in its place, whoever owns its parent.
-win32::UniqueHandle holdDirectory(const std::filesystem::path& directory) {
-    win32::UniqueHandle handle(CreateFileW(PathUtils::longPath(directory).c_str(), FILE_LIST_DIRECTORY,
-                                           FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                                           FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
-    win32::check(static_cast<bool>(handle), "CreateFileW");
-    return handle;
-}
+} // namespace
 
-win32::UniqueHandle extractTo(const std::filesystem::path& zip, const std::filesystem::path& content) {
-    logEvent(LogLevel::Verbose, "ExtractingResources", {{"ZipPath", zip.native()}, {"TargetDir", content.native()}});
-    // The working directory may be one that others write to (the fallback is): neither the archive nor its content may
-    // be anything that they made, or can change.
-    FileUtilities::createProtectedFile(zip);
-    win32::getResource(PathUtils::longPath(zip));
+void PayloadPackage::unpack(const std::filesystem::path& zip, const std::filesystem::path& target) {
+    logEvent(LogLevel::Verbose, "ExtractingResources", {{"ZipPath", zip.native()}, {"TargetDir", target.native()}});
+    auto content = FileUtilities::createHeldDirectory(target);
+    content_ = std::move(content.path);
+    heldContent_ = std::move(content.handle);
+    archive_.emplace(zip);
+    win32::getResource(archive_->handle());
     logEvent(LogLevel::Verbose, "FinishedDroppingResourcesZip", {{"Path", zip.native()}});
-    FileUtilities::createProtectedDirectory(content);
-    auto held = holdDirectory(content);
-    if (!UnzipFile(zip, content)) {
+    if (!UnzipFile(archive_->handle(), content_)) {
         logEvent(LogLevel::Error, "ResourceUnzipFailed", {{"Path", zip.native()}});
         throw std::runtime_error("Failed unzip the resource file");
     }
-    return held;
 }
 
-} // namespace
-
 void PayloadPackage::extract(const std::filesystem::path& workingDirectory) {
-    archive_ = workingDirectory / L"temp.zip";
-    content_ = workingDirectory / L"temp_content";
+    clear();
     try {
-        heldContent_ = extractTo(archive_, content_);
+        unpack(workingDirectory / L"temp.zip", workingDirectory / L"temp_content");
     } catch (...) {
         logExtractFailure();
         throw;
@@ -90,11 +76,10 @@ void PayloadPackage::extract(const std::filesystem::path& workingDirectory) {
 }
 
 void PayloadPackage::clear() noexcept {
+    archive_.reset();
     heldContent_.reset();
-    for (auto* path : {&archive_, &content_}) {
-        if (!path->empty()) FileUtilities::deleteDirectoryNoThrow(*path);
-        path->clear();
-    }
+    if (!content_.empty()) FileUtilities::deleteDirectoryNoThrow(content_);
+    content_.clear();
 }
 
 std::filesystem::path PayloadPackage::installer() const {

@@ -49,7 +49,7 @@ struct RunContext {
     std::filesystem::path logFile;
     std::function<bool()> flushLog; // what the log holds so far is in the file when it returns true
 
-    std::wstring tempDir; // the working directory
+    std::wstring tempDir; // the working directory; empty once it is removed
     bool tempDirCreated = false;
     bool tempDirIsFallback = false;
     PayloadPackage payload;

@@ -76,19 +76,8 @@ void removeCopy(const std::filesystem::path& folder) noexcept {
 }
 
 void removeStaleFolders(const BaseFolder& baseFolder, const std::filesystem::path& workingDirectory) noexcept {
-    if (!baseFolder.usable()) return;
-    try {
-        const auto own = ownExecutable().parent_path();
-        removeAll(entriesOf(baseFolder.path(), [&](const auto& entry) {
-            const auto name = entry.path.filename();
-            return entry.isDirectory() &&
-                   (name.native().starts_with(folderPrefix) || name.native().starts_with(runFolderPrefix)) &&
-                   !samePath(entry.path, own) && !samePath(entry.path, workingDirectory) &&
-                   baseFolder.isTrusted(entry.path);
-        }));
-    } catch (const std::exception& error) {
-        userLog(win32::TraceLevel::Error, error.what());
-    }
+    baseFolder.removeStale(folderPrefix, ownExecutable().parent_path());
+    baseFolder.removeStale(runFolderPrefix, workingDirectory);
 }
 
 } // namespace kelvane::bst

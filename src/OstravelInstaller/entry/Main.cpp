@@ -2,6 +2,7 @@
 #include "OstravelInstaller/continuation/OwnImage.h"
 #include "OstravelInstaller/run/RunDriver.h"
 #include "OstravelInstallerLib/Console.h"
+#include "libkelvane/PathUtils.h"
 
 #include <windows.h>
 
@@ -26,6 +27,8 @@ std::optional<InstallerResult> restrictDllSearch() {
 
 InstallerResult runToTheEnd() {
     try {
+        // Whoever starts this program, or his registry, chose what the environment says.
+        kelvane::PathUtils::restoreEnvironment();
         return runOstravelInstaller();
     } catch (const std::exception&) {
         // The log could not be opened, so there is no place for the error but the screen.

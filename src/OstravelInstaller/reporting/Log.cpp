@@ -1,44 +1,28 @@
 #include "OstravelInstaller/reporting/Log.h"
 
+#include "OstravelInstaller/reporting/LogFiles.h"
 #include "ProductLib/InstallerEvents.h"
-#include "libkelvane/Guid.h"
-#include "libkelvane/PathUtils.h"
 #include "libkelvane/UserLog.h"
-#include "libkelvane/Utilities.h"
-
-#include <windows.h>
 
 namespace kelvane::bst {
 namespace {
 
-constexpr std::uint64_t commandTimeoutMs = 300'000;
-
-std::optional<std::uint32_t> runLogman(const std::wstring& commandLine) {
+std::filesystem::path newLogFile(const std::filesystem::path& directory) {
     try {
-        return executeTimed(
-            commandLine, {.program = PathUtils::systemDirectory() / L"logman.exe", .creationFlags = CREATE_NO_WINDOW},
-            commandTimeoutMs);
+        return createLogFile(directory);
     } catch (const std::exception&) {
-        return std::nullopt; // the library log has the call that failed
+        return {}; // the library log has the call that failed
     }
-}
-
-// The current local time, in the calendar and digits that do not depend on the user's settings.
-std::wstring fileName() {
-    SYSTEMTIME now{};
-    GetLocalTime(&now);
-    wchar_t date[16]{};
-    wchar_t time[16]{};
-    GetDateFormatW(LOCALE_INVARIANT, 0, &now, L"yyyy_MM_dd", date, 16);
-    GetTimeFormatW(LOCALE_INVARIANT, 0, &now, L"HH_mm_ss", time, 16);
-    return std::wstring(L"OstravelInstallerLog_") + date + L"_" + time + L".etl";
 }
 
 } // namespace
 
-Log::Log(const std::filesystem::path& directory)
-    : path_(directory / fileName()), session_(L"OstravelInstallerLogEtwSession_" + newGuid(), runLogman) {
-    session_.start(path_.native());
+Log::Log(const BaseFolder& baseFolder) : path_(newLogFile(baseFolder.path())), session_(newSessionName()) {
+    // Where nobody else makes names a logman that wants to make the file itself gets its way.
+    const auto giveWay = [&] {
+        if (baseFolder.usable()) removeEmptyLog(path_);
+    };
+    if (!path_.empty()) session_.start(path_.native(), giveWay);
     // A provider that cannot be registered stays off: the run goes on without its events.
     installerProvider().start();
 }
@@ -50,6 +34,7 @@ Log::~Log() {
     } catch (const std::exception&) {
         userLog(win32::TraceLevel::Error, "The trace session was not stopped.");
     }
+    if (!path_.empty()) removeEmptyLog(path_);
 }
 
 bool Log::FlushLog() noexcept {

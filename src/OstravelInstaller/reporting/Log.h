@@ -1,5 +1,6 @@
 #pragma once
 
+#include "OstravelInstaller/context/BaseFolder.h"
 #include "OstravelInstaller/reporting/TraceSession.h"
 
 #include <filesystem>
@@ -10,14 +11,15 @@ namespace kelvane::bst {
 // The library log must be registered before. One per process.
 class Log {
 public:
-    // Starts a session with a new name, its file in `directory`, and switches the installer's events on. A logman that
-    // fails, cannot be started or hangs (5 minutes for each command) costs events, nothing else.
-    explicit Log(const std::filesystem::path& directory);
-    // Ends the session; what is still in its buffers is written to the file.
+    // Starts a session with a new name, its file a new one in the base folder, and switches the installer's events on.
+    // A logman that fails, cannot be started or hangs (5 minutes for each command) costs events, nothing else.
+    explicit Log(const BaseFolder& baseFolder);
+    // Ends the session; what is still in its buffers is written to the file. A file that stayed empty is removed.
     ~Log();
     Log(const Log&) = delete;
     Log& operator=(const Log&) = delete;
 
+    // Empty when no file could be made.
     const std::filesystem::path& path() const noexcept { return path_; }
     // Writes the session's buffers to the file, for a reader of the file or before a reboot. False when a command
     // failed.

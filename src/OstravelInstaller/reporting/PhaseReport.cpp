@@ -4,10 +4,11 @@
 #include "OstravelInstaller/reporting/ManagementClient.h"
 #include "OstravelInstaller/reporting/ReportingProxy.h"
 #include "ProductLib/InstallerEvents.h"
+#include "libkelvane/FileStream.h"
 #include "libkelvane/FileUtilities.h"
 #include "libkelvane/Guid.h"
 #include "libkelvane/MultiPartRequest.h"
-#include "libkelvane/PathUtils.h"
+#include "libkelvane/ProtectedFile.h"
 #include "libkelvane/UserLog.h"
 #include "libwin32/Text.h"
 
@@ -23,7 +24,7 @@ namespace {
 using namespace std::chrono_literals;
 using HttpConfig = web::http::client::http_client_config;
 
-constexpr std::uintmax_t logTooBig = 188743680; // 180 MiB; the server takes nothing longer
+constexpr std::uint64_t logTooBig = 188743680; // 180 MiB; the server takes nothing longer
 constexpr std::chrono::milliseconds uploadLimit = 600s;
 constexpr std::chrono::milliseconds statusLimit = 60s;
 constexpr std::chrono::nanoseconds pauseAfterFailure = 10s;
@@ -46,35 +47,46 @@ std::wstring valueOrEmpty(const TelemetryMetaData& record, std::wstring_view key
     return found == record.entries().end() ? std::wstring() : found->second;
 }
 
-// The file part of an upload without the log: the record as the log shows it, in the working directory. Reports of the
-// end come when that directory is gone: then it is made again for as long as the upload takes.
-class RecordFile {
+// Where the record file lies: the working directory or, for reports that come when that is gone, a new folder for as
+// long as the upload takes.
+class RecordFolder {
 public:
-    explicit RecordFile(const RunContext& context)
-        : directory_(context.tempDir), directoryMade_(FileUtilities::createProtectedDirectories(directory_)),
-          path_(directory_ / (L"OstravelInstallerMetadata_" + newGuid() + L".txt")) {
-        FileUtilities::writeFile(path_, win32::toUtf8(context.telemetry.ToLogText()));
+    explicit RecordFolder(const RunContext& context)
+        : own_(context.tempDir.empty()),
+          path_(own_ ? context.baseFolder.makeFolder(runFolderPrefix) : std::filesystem::path(context.tempDir)) {}
+    ~RecordFolder() {
+        if (own_) FileUtilities::deleteDirectoryNoThrow(path_);
     }
-    ~RecordFile() {
-        FileUtilities::deleteDirectoryNoThrow(path_);
-        if (directoryMade_) FileUtilities::deleteDirectoryNoThrow(directory_);
-    }
-    RecordFile(const RecordFile&) = delete;
-    RecordFile& operator=(const RecordFile&) = delete;
+    RecordFolder(const RecordFolder&) = delete;
+    RecordFolder& operator=(const RecordFolder&) = delete;
     const std::filesystem::path& path() const { return path_; }
 
 private:
-    std::filesystem::path directory_;
-    bool directoryMade_;
+    bool own_;
     std::filesystem::path path_;
 };
 
+// The file part of an upload without the log: the record as the log shows it.
+class RecordFile {
+public:
+    explicit RecordFile(const RunContext& context)
+        : folder_(context), name_(L"OstravelInstallerMetadata_" + newGuid() + L".txt"), file_(folder_.path() / name_) {
+        file_.write(win32::toUtf8(context.telemetry.ToLogText()));
+    }
+    void addTo(MultiPartRequest& body) const { body.AddFilePart(L"file", streamOf(duplicate(file_.handle())), name_); }
+
+private:
+    RecordFolder folder_;
+    std::wstring name_;
+    ProtectedFile file_;
+};
+
 void addLog(MultiPartRequest& body, const RunContext& context) {
-    const auto size = std::filesystem::file_size(context.logFile);
-    if (size >= logTooBig) {
+    auto log = openForReading(context.logFile);
+    if (const auto size = sizeOf(log.get()); size >= logTooBig) {
         body.AddTextPart(L"LogSizeTooBig", std::to_wstring(size));
     } else {
-        body.AddFilePart(L"file", context.logFile);
+        body.AddFilePart(L"file", streamOf(std::move(log)), context.logFile.filename().native());
     }
 }
 
@@ -98,7 +110,7 @@ std::string upload(const RunContext& context, const HttpConfig& config, bool wit
         addLog(body, context);
     } else {
         recordFile.emplace(context);
-        body.AddFilePart(L"file", recordFile->path());
+        recordFile->addTo(body);
     }
     body.Finish();
     ManagementClient client(site.server, config, uploadLimit);

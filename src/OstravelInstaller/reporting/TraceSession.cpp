@@ -1,16 +1,19 @@
 #include "OstravelInstaller/reporting/TraceSession.h"
 
+#include "OstravelInstaller/reporting/Logman.h"
+#include "libkelvane/Guid.h"
 #include "libwin32/CommandLine.h"
 #include "libwin32/Text.h"
+#include "libwin32/TraceSessions.h"
 
 #include <windows.h>
 
-#include <string_view>
-#include <utility>
+#include <algorithm>
 
 namespace kelvane::bst {
 namespace {
 
+constexpr std::wstring_view namePrefix = L"OstravelInstallerLogEtwSession_";
 constexpr std::wstring_view createFormat = L"logman create trace %s -o %s -max 200 -ets";
 constexpr std::wstring_view enableFormats[] = {
     L"logman update trace %s -p {1D886617-AA23-4A85-8B9C-80574C5B67E7} -ets",
@@ -26,20 +29,27 @@ constexpr DWORD flushWaitMs = 1100;
 
 } // namespace
 
-TraceSession::TraceSession(std::wstring name, CommandRunner run) : name_(std::move(name)), run_(std::move(run)) {}
+std::wstring newSessionName() { return std::wstring(namePrefix) + newGuid(); }
 
-void TraceSession::start(const std::wstring& outputPath) {
+bool isSessionName(std::wstring_view name) {
+    constexpr std::size_t guidLength = 36;
+    return name.starts_with(namePrefix) && name.size() == namePrefix.size() + guidLength &&
+           name.find_first_not_of(L"0123456789ABCDEF-", namePrefix.size()) == std::wstring_view::npos;
+}
+
+std::wstring stopCommand(const std::wstring& sessionName) { return win32::formatText(stopFormat, sessionName); }
+
+void TraceSession::start(const std::wstring& outputPath, const std::function<void()>& beforeRetry) {
     const std::wstring create = win32::formatText(createFormat, name_, win32::quoteIfNeeded(outputPath));
-    auto exitCode = run_(create);
-    if (exitCode && *exitCode != 0 && *exitCode != STILL_ACTIVE) {
+    created_ = runLogman(create);
+    if (created_ && *created_ != 0 && *created_ != STILL_ACTIVE) {
         // A session of that name exists.
-        run_(win32::formatText(stopFormat, name_));
-        exitCode = run_(create);
+        runLogman(stopCommand(name_));
+        beforeRetry();
+        created_ = runLogman(create);
     }
-    // A create command that hung may have made the session all the same.
-    created_ = exitCode == 0U || exitCode == STILL_ACTIVE;
     for (const auto format : enableFormats)
-        run_(win32::formatText(format, name_));
+        runLogman(win32::formatText(format, name_));
 }
 
 bool TraceSession::flush() {
@@ -49,13 +59,19 @@ bool TraceSession::flush() {
     return shortened && restored;
 }
 
+// A create command that hung, or whose end is not known, may have made the session, and one that reports an error too.
+bool TraceSession::mayExist() const {
+    if (!created_ || *created_ == 0 || *created_ == STILL_ACTIVE) return true;
+    return std::ranges::any_of(win32::runningTraces(), [&](const auto& trace) { return trace.name == name_; });
+}
+
 void TraceSession::stop() {
-    if (!std::exchange(created_, false)) return;
-    run_(win32::formatText(stopFormat, name_));
+    if (mayExist()) runLogman(stopCommand(name_));
+    created_ = 1;
 }
 
 bool TraceSession::setFlushPeriod(std::wstring_view period) {
-    return succeeds(win32::formatText(flushPeriodFormat, name_, period));
+    return runLogman(win32::formatText(flushPeriodFormat, name_, period)) == 0U;
 }
 
 } // namespace kelvane::bst

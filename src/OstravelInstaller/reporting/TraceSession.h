@@ -4,32 +4,36 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 
 namespace kelvane::bst {
 
-// Runs one command line and returns its exit code; nothing when it could not be started. Must not throw.
-using CommandRunner = std::function<std::optional<std::uint32_t>(const std::wstring& commandLine)>;
+// A session of ours is named by a prefix and a GUID; another name is never put into a command line.
+std::wstring newSessionName();
+bool isSessionName(std::wstring_view name);
+std::wstring stopCommand(const std::wstring& sessionName);
 
 // An event-trace session that logman keeps for the installer. No failing command stops the others; without a session
 // the events are lost.
 class TraceSession {
 public:
-    TraceSession(std::wstring name, CommandRunner run);
+    explicit TraceSession(std::wstring name) : name_(std::move(name)) {}
 
-    // Creates the session, with `outputPath` as its file, and enables the providers in it.
-    void start(const std::wstring& outputPath);
+    // Creates the session, with `outputPath` as its file, and enables the providers in it. `beforeRetry` is called when
+    // the create command failed, before it is tried once more.
+    void start(const std::wstring& outputPath, const std::function<void()>& beforeRetry);
     // Makes the session write its buffers to the file; takes more than a second. True when both commands succeeded.
     bool flush();
-    // Ends the session, if there is one.
+    // Ends the session, if there is one or may be one.
     void stop();
 
 private:
-    bool succeeds(const std::wstring& commandLine) { return run_(commandLine) == 0U; }
+    bool mayExist() const;
     bool setFlushPeriod(std::wstring_view period);
 
     std::wstring name_;
-    CommandRunner run_;
-    bool created_ = false;
+    std::optional<std::uint32_t> created_ = 1; // what the create command said, nothing when that is not known
 };
 
 } // namespace kelvane::bst

@@ -14,9 +14,10 @@ namespace {
 
 void removeWorkingDirectory(RunContext& context) {
     context.payload.clear();
-    if (context.tempDirCreated && !context.tempDirIsFallback) {
-        FileUtilities::deleteDirectoryNoThrow(context.tempDir);
-    }
+    if (!context.tempDirCreated || context.tempDirIsFallback) return;
+    FileUtilities::deleteDirectoryNoThrow(context.tempDir);
+    // Somebody else may make a directory of that name from now on.
+    context.tempDir.clear();
 }
 
 void recordResult(RunContext& context) {

@@ -5,6 +5,7 @@
 #include "OstravelInstaller/context/ProgramVersion.h"
 #include "OstravelInstaller/continuation/RebootContinuation.h"
 #include "OstravelInstaller/reporting/Log.h"
+#include "OstravelInstaller/reporting/LogFiles.h"
 #include "OstravelInstaller/run/ContextBuilder.h"
 #include "OstravelInstaller/run/Dispatcher.h"
 #include "OstravelInstaller/run/FinishRun.h"
@@ -107,6 +108,7 @@ void runUnderLock(Log& log, const BaseFolder& baseFolder, InstallerResult& resul
         result = InstallerResult::AnotherInstance;
         return;
     }
+    tidyLogs(baseFolder);
     result = run(log, baseFolder);
     lock.release();
 }
@@ -116,7 +118,7 @@ void runUnderLock(Log& log, const BaseFolder& baseFolder, InstallerResult& resul
 InstallerResult runOstravelInstaller() {
     const UserLog userLog;
     const BaseFolder baseFolder;
-    Log log(baseFolder.path());
+    Log log(baseFolder);
     const wchar_t* commandLine = GetCommandLineW();
     logEvent(LogLevel::Verbose, "Hello From OstravelInstaller!",
              {{"Version", programVersion}, {"CommandLine", loggedCommandLine(commandLine ? commandLine : L"")}});

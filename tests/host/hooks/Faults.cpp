@@ -1,11 +1,12 @@
 // Failing calls: fail=FUNCTION:N:CODE[:TEXT], the Nth call (* for each), counted over the calls that have an argument
-// that contains TEXT (for ReadFile and _read: the path of the file). pause=FUNCTION:N[:TEXT] holds that call until the
-// test writes the file "go".
+// that contains TEXT (for ReadFile and _read: the path of the file); with CODE "hang" it waits until the program calls
+// its file operations back. pause=FUNCTION:N[:TEXT] holds that call until the test writes the file "go".
 #include "hooks/Hooks.h"
 
 #include <io.h>
 #include <msi.h>
 #include <msiquery.h>
+#include <objbase.h>
 #include <wincred.h>
 #include <winhttp.h>
 
@@ -21,6 +22,7 @@ struct Rule {
     long long code;
     std::wstring text;
     bool pause;
+    bool hang = false;
     std::atomic<long long> seen = 0;
 
     // A text may hold colons: it is what remains.
@@ -29,7 +31,8 @@ struct Rule {
         const std::size_t fixed = pauses ? 2 : 3;
         function = parts.at(0);
         call = parts.at(1) == L"*" ? 0 : number(parts.at(1));
-        code = pauses ? 0 : number(parts.at(2));
+        hang = !pauses && parts.at(2) == L"hang";
+        code = pauses || hang ? ERROR_OPERATION_ABORTED : number(parts.at(2));
         for (std::size_t i = fixed; i < parts.size(); ++i)
             text += (i == fixed ? L"" : L":") + parts[i];
     }
@@ -53,6 +56,21 @@ void waitForGo(const std::wstring& function) {
         Sleep(10);
 }
 
+std::atomic<bool> calledBack = false;
+
+BOOL WINAPI cancelSynchronousIo(HANDLE thread) {
+    calledBack = true;
+    return CancelSynchronousIo(thread);
+}
+
+// Where a call hangs the time limits of file operations come soon.
+void WINAPI setTimer(PTP_TIMER timer, PFILETIME due, DWORD period, DWORD window) {
+    const long long soon = -1'000'000;
+    FILETIME scaled{static_cast<DWORD>(soon), static_cast<DWORD>(soon >> 32)};
+    const bool hangs = std::ranges::any_of(rules(), &Rule::hang);
+    SetThreadpoolTimer(timer, due && hangs ? &scaled : due, period, window);
+}
+
 bool matches(Rule& rule, std::wstring_view function, std::initializer_list<std::wstring_view> texts) {
     if (rule.function != function) return false;
     const auto holds = [&](std::wstring_view text) { return text.find(rule.text) != text.npos; };
@@ -71,9 +89,11 @@ std::optional<long long> injectedFault(std::string_view function, std::initializ
         if (!matches(rule, name, texts)) continue;
         if (rule.pause) {
             waitForGo(name);
-        } else {
-            code = rule.code;
+            continue;
         }
+        while (rule.hang && !calledBack)
+            Sleep(10);
+        code = rule.code;
     }
     if (code) Record("fault").add("call", name).add("code", *code);
     return code;
@@ -92,6 +112,7 @@ std::wstring_view pathForRules(std::string_view function, HANDLE file) {
 
 const Registration hooks{PASS(AddDllDirectory),
                          PASS(AssignProcessToJobObject),
+                         PASS(CoCreateGuid),
                          PASS(CopyFileW),
                          PASS(CreateJobObjectW),
                          PASS(CreateNamedPipeW),
@@ -126,6 +147,8 @@ const Registration hooks{PASS(AddDllDirectory),
                          PASS(SetInformationJobObject),
                          PASS(WinHttpOpen),
                          PASS(WriteFile),
-                         PASS(_read)};
+                         PASS(_read),
+                         REPLACE(CancelSynchronousIo, cancelSynchronousIo),
+                         REPLACE(SetThreadpoolTimer, setTimer)};
 
 } // namespace host

@@ -6,6 +6,7 @@
 
 #include <aclapi.h>
 #include <sddl.h>
+#include <winternl.h>
 
 namespace host {
 namespace {
@@ -86,9 +87,36 @@ HANDLE WINAPI createFile(LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATT
     return file;
 }
 
-const Registration hooks{REPLACE(GetSecurityInfo, securityInfo), REPLACE(SetKernelObjectSecurity, setSecurity),
+NTSTATUS WINAPI ntCreateFile(PHANDLE file, ACCESS_MASK access, POBJECT_ATTRIBUTES object, PIO_STATUS_BLOCK status,
+                             PLARGE_INTEGER size, ULONG attributes, ULONG share, ULONG disposition, ULONG options,
+                             PVOID extra, ULONG extraSize) {
+    const NTSTATUS result =
+        NtCreateFile(file, access, object, status, size, attributes, share, disposition, options, extra, extraSize);
+    const std::wstring name(object->ObjectName->Buffer, object->ObjectName->Length / sizeof(wchar_t));
+    const SECURITY_ATTRIBUTES security{sizeof security, object->SecurityDescriptor, FALSE};
+    recordCreation(result >= 0, name.c_str(), &security);
+    return result;
+}
+
+// Wine has room for MAX_PATH only.
+DWORD WINAPI finalPath(HANDLE file, LPWSTR path, DWORD size, DWORD flags) {
+    const DWORD length = GetFinalPathNameByHandleW(file, path, size, flags);
+    if (length != 0 || GetLastError() != ERROR_MORE_DATA) return length;
+    std::vector<std::byte> buffer(sizeof(UNICODE_STRING) + 65536);
+    if (NtQueryObject(file, static_cast<OBJECT_INFORMATION_CLASS>(1), buffer.data(), 65536, nullptr) < 0) return 0;
+    const auto& name = *reinterpret_cast<const UNICODE_STRING*>(buffer.data());
+    const std::wstring text = L"\\\\" + std::wstring(name.Buffer + 2, name.Length / sizeof(wchar_t) - 2);
+    if (text.size() < size) wcscpy(path, text.c_str());
+    return static_cast<DWORD>(text.size() + (text.size() < size ? 0 : 1));
+}
+
+const Registration hooks{REPLACE(GetSecurityInfo, securityInfo),
+                         REPLACE(SetKernelObjectSecurity, setSecurity),
                          REPLACE(GetFileInformationByHandleEx, fileInformation),
-                         REPLACE(CreateDirectoryW, createDirectory), REPLACE(CreateFileW, createFile)};
+                         REPLACE(GetFinalPathNameByHandleW, finalPath),
+                         REPLACE(CreateDirectoryW, createDirectory),
+                         REPLACE(CreateFileW, createFile),
+                         REPLACE(NtCreateFile, ntCreateFile)};
 
 } // namespace
 

@@ -4,6 +4,7 @@
 #include "hooks/Hooks.h"
 
 #include <evntprov.h>
+#include <evntrace.h>
 #include <objbase.h>
 
 #include <cstring>
@@ -172,8 +173,26 @@ ULONG WINAPI unregisterProvider(REGHANDLE handle) {
     return ERROR_SUCCESS;
 }
 
-const Registration hooks{REPLACE(EventRegister, registerProvider), REPLACE(EventUnregister, unregisterProvider),
-                         REPLACE(EventWriteTransfer, writeTransfer), PROVIDE(EventSetInformation, setInformation)};
+// The sessions that logman.exe keeps.
+ULONG WINAPI queryAllTraces(PEVENT_TRACE_PROPERTIES* places, ULONG room, PULONG count) {
+    *count = 0;
+    WIN32_FIND_DATAW entry{};
+    const HANDLE find = FindFirstFileW(endpointFile(L"sessions\\*").c_str(), &entry);
+    for (BOOL more = find != INVALID_HANDLE_VALUE; more; more = FindNextFileW(find, &entry)) {
+        if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) continue;
+        if (++*count > room) continue;
+        auto* bytes = reinterpret_cast<char*>(places[*count - 1]);
+        const std::wstring file = readText(endpointFile(std::wstring(L"sessions\\") + entry.cFileName));
+        wcscpy(reinterpret_cast<wchar_t*>(bytes + places[*count - 1]->LoggerNameOffset), entry.cFileName);
+        wcscpy(reinterpret_cast<wchar_t*>(bytes + places[*count - 1]->LogFileNameOffset), file.c_str());
+    }
+    FindClose(find);
+    return *count > room ? ERROR_MORE_DATA : ERROR_SUCCESS;
+}
+
+const Registration hooks{REPLACE(QueryAllTracesW, queryAllTraces), REPLACE(EventRegister, registerProvider),
+                         REPLACE(EventUnregister, unregisterProvider), REPLACE(EventWriteTransfer, writeTransfer),
+                         PROVIDE(EventSetInformation, setInformation)};
 
 } // namespace
 

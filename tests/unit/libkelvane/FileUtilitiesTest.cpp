@@ -1,6 +1,9 @@
 #include "libkelvane/FileUtilities.h"
 
 #include "Support.h"
+#include "libkelvane/FileStream.h"
+#include "libkelvane/ProtectedDirectory.h"
+#include "libkelvane/ProtectedFile.h"
 #include "libkelvane/Utilities.h"
 #include "libwin32/Win32Error.h"
 
@@ -78,9 +81,24 @@ TEST(FileUtilities, ProtectedDirectoriesAreNewAndForAdministratorsOnly) {
 
     FileUtilities::writeFile(top / L"file", "planted");
     EXPECT_THROW(FileUtilities::readFile(top / L"file", 3), win32::Win32Error);
-    FileUtilities::createProtectedFile(top / L"file");
-    EXPECT_EQ(FileUtilities::readFile(top / L"file"), "");
-    expectProtected(top / L"file");
+    {
+        const kelvane::ProtectedFile file(top / L"file");
+        file.write("ours");
+        EXPECT_EQ(kelvane::sizeOf(file.handle()), 4u);
+        EXPECT_FALSE(DeleteFileW((top / L"file").c_str()) || MoveFileW((top / L"file").c_str(), L"C:\\x"));
+        expectProtected(top / L"file");
+    }
+    EXPECT_FALSE(FileUtilities::exists(top / L"file"));
+
+    FileUtilities::createDirectories(top / L"held" / L"planted");
+    {
+        const auto held = FileUtilities::createHeldDirectory(top / L"held");
+        EXPECT_TRUE(std::filesystem::equivalent(held.path, top / L"held"));
+        EXPECT_FALSE(FileUtilities::exists(top / L"held" / L"planted"));
+        EXPECT_FALSE(MoveFileW((top / L"held").c_str(), L"C:\\x"));
+        expectProtected(held.path);
+    }
+    FileUtilities::writeFile(top / L"file", "in the way");
 
     EXPECT_TRUE(FileUtilities::createProtectedDirectories(top / L"a" / L"b" / L""));
     expectProtected(top / L"a");

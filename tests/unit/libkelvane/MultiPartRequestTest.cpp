@@ -1,6 +1,7 @@
 #include "libkelvane/MultiPartRequest.h"
 
 #include "Support.h"
+#include "libkelvane/FileStream.h"
 #include "libwin32/Text.h"
 
 #include <gtest/gtest.h>
@@ -21,8 +22,7 @@ TEST(MultiPartRequest, HasTheBytesOfItsParts) {
         MultiPartRequest parts(request);
         EXPECT_TRUE(parts.AddTextPart(L"a", L"b"));
         EXPECT_TRUE(parts.AddTextPart(L"evil", win32::toWide(line + "--")));
-        EXPECT_TRUE(parts.AddFilePart(L"file", path, L"log.etl"));
-        EXPECT_THROW(parts.AddFilePart(L"file", L"C:\\no\\such\\file"), std::runtime_error);
+        EXPECT_TRUE(parts.AddFilePart(L"file", kelvane::streamOf(kelvane::openForReading(path)), L"log.etl"));
         EXPECT_TRUE(parts.Finish());
         EXPECT_FALSE(parts.AddTextPart(L"late", L"x") || parts.Finish());
         concurrency::streams::container_buffer<std::string> content;
@@ -34,7 +34,7 @@ TEST(MultiPartRequest, HasTheBytesOfItsParts) {
                                             "Content-Type: application/octet-string\r\n\r\n" +
                                             bytes + "\r\n" + line + "--\r\n");
     }
-    EXPECT_TRUE(std::filesystem::remove(path)) << "open as long as the request lives";
+    EXPECT_TRUE(DeleteFileW(path.c_str())) << "open as long as the request lives";
     EXPECT_EQ(request.headers().content_type(), L"multipart/form-data; boundary=---------------------------boundary");
     EXPECT_EQ(request.headers()[L"Transfer-Encoding"], L"chunked");
 }
@@ -52,4 +52,18 @@ TEST(StreamCollectionStreambuf, ReadsAcrossStreamsAndAgainAfterRewind) {
     EXPECT_EQ(buffer.pubseekoff(0, std::ios::end), std::streambuf::pos_type(std::streambuf::off_type(-1)));
     char small[2];
     EXPECT_THROW(buffer.read(small, sizeof small, 3), std::runtime_error);
+}
+
+TEST(StreamCollectionStreambuf, EndsWhereAStreamFails) {
+    MultiPartRequest::StreamCollectionStreambuf buffer;
+    for (const char* text : {"abc", "de", "f"})
+        buffer.add(std::make_unique<std::istringstream>(text));
+    auto broken = std::make_unique<std::istringstream>("x");
+    broken->setstate(std::ios::badbit);
+    buffer.add(std::move(broken));
+    buffer.add(std::make_unique<std::istringstream>("end"));
+    char all[16];
+    EXPECT_FALSE(buffer.broken());
+    EXPECT_EQ(std::string(all, static_cast<std::size_t>(buffer.read(all, sizeof all, sizeof all))), "abcdef");
+    EXPECT_TRUE(buffer.broken());
 }

@@ -1,6 +1,7 @@
 #include "libkelvane/ZipFile.h"
 
 #include "Support.h"
+#include "libkelvane/FileStream.h"
 
 #include <gtest/gtest.h>
 
@@ -46,7 +47,7 @@ struct ZipFileTest : testing::Test {
     bool unzip(const std::string& bytes) {
         FileUtilities::deleteDirectory(out);
         FileUtilities::writeFile(top / L"test.zip", bytes);
-        return kelvane::UnzipFile(top / L"test.zip", out);
+        return kelvane::UnzipFile(kelvane::openForReading(top / L"test.zip").get(), out);
     }
     std::string read(const std::wstring& name) { return FileUtilities::readFile(out / name); }
 
