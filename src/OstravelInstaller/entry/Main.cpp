@@ -1,5 +1,6 @@
 #include "OstravelInstaller/context/Messages.h"
 #include "OstravelInstaller/continuation/OwnImage.h"
+#include "OstravelInstaller/run/LastResort.h"
 #include "OstravelInstaller/run/RunDriver.h"
 #include "OstravelInstallerLib/Console.h"
 #include "libkelvane/PathUtils.h"
@@ -40,6 +41,7 @@ InstallerResult runToTheEnd() {
 } // namespace
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int) {
+    installLastResort();
     holdOwnImage();
     if (const auto refused = restrictDllSearch()) return static_cast<int>(code(*refused));
     const InstallerResult result = runToTheEnd();

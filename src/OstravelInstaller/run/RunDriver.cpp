@@ -9,6 +9,7 @@
 #include "OstravelInstaller/run/ContextBuilder.h"
 #include "OstravelInstaller/run/Dispatcher.h"
 #include "OstravelInstaller/run/FinishRun.h"
+#include "OstravelInstaller/run/LastResort.h"
 #include "OstravelInstallerLib/CommandLineUtils.h"
 #include "OstravelInstallerLib/Console.h"
 #include "OstravelInstallerLib/InstallerProperty.h"
@@ -71,6 +72,7 @@ InstallerResult parseAndRun(Log& log, const BaseFolder& baseFolder) {
         return InstallerResult::UsageShown;
     }
     forgetEarlierResult(cmdLine.options());
+    answerForExitCodeFile(cmdLine->afterReboot());
     if (!cmdLine->quiet()) openConsoleOnDemand();
     RunContext context(cmdLine, baseFolder);
     context.logFile = log.path();

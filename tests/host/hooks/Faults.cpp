@@ -1,6 +1,7 @@
 // Failing calls: fail=FUNCTION:N:CODE[:TEXT], the Nth call (* for each), counted over the calls that have an argument
-// that contains TEXT (for ReadFile and _read: the path of the file); with CODE "hang" it waits until the program calls
-// its file operations back. pause=FUNCTION:N[:TEXT] holds that call until the test writes the file "go".
+// that contains TEXT (for ReadFile and _read: the path of the file). With CODE "hang" it waits until the program calls
+// its file operations back, with "crash" it is a fault of the processor, with "throw" an exception that nobody knows.
+// pause=FUNCTION:N[:TEXT] holds that call until the test writes the file "go".
 #include "hooks/Hooks.h"
 
 #include <io.h>
@@ -22,7 +23,7 @@ struct Rule {
     long long code;
     std::wstring text;
     bool pause;
-    bool hang = false;
+    std::wstring manner; // of a call that does not fail with a code
     std::atomic<long long> seen = 0;
 
     // A text may hold colons: it is what remains.
@@ -31,8 +32,8 @@ struct Rule {
         const std::size_t fixed = pauses ? 2 : 3;
         function = parts.at(0);
         call = parts.at(1) == L"*" ? 0 : number(parts.at(1));
-        hang = !pauses && parts.at(2) == L"hang";
-        code = pauses || hang ? ERROR_OPERATION_ABORTED : number(parts.at(2));
+        if (!pauses && iswalpha(parts.at(2)[0])) manner = parts.at(2);
+        code = pauses || !manner.empty() ? ERROR_OPERATION_ABORTED : number(parts.at(2));
         for (std::size_t i = fixed; i < parts.size(); ++i)
             text += (i == fixed ? L"" : L":") + parts[i];
     }
@@ -67,7 +68,7 @@ BOOL WINAPI cancelSynchronousIo(HANDLE thread) {
 void WINAPI setTimer(PTP_TIMER timer, PFILETIME due, DWORD period, DWORD window) {
     const long long soon = -1'000'000;
     FILETIME scaled{static_cast<DWORD>(soon), static_cast<DWORD>(soon >> 32)};
-    const bool hangs = std::ranges::any_of(rules(), &Rule::hang);
+    const bool hangs = std::ranges::any_of(rules(), [](const Rule& rule) { return rule.manner == L"hang"; });
     SetThreadpoolTimer(timer, due && hangs ? &scaled : due, period, window);
 }
 
@@ -91,8 +92,10 @@ std::optional<long long> injectedFault(std::string_view function, std::initializ
             waitForGo(name);
             continue;
         }
-        while (rule.hang && !calledBack)
+        while (rule.manner == L"hang" && !calledBack)
             Sleep(10);
+        if (rule.manner == L"crash") RaiseException(static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION), 0, 0, nullptr);
+        if (rule.manner == L"throw") throw 1;
         code = rule.code;
     }
     if (code) Record("fault").add("call", name).add("code", *code);
