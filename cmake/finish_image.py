@@ -3,6 +3,8 @@
 
 - The delayed addresses lie in .idata, which this linker makes read-only: the section becomes writable.
 - The load configuration (_load_config_used, where the program has one) gets its entry in the data directory.
+- Windows runs the program from a copy of its own when it lies on a network share or a removable drive: either may be gone
+  while it runs.
 - The checksum covers what the file is now. So this comes after linking and before signing.
 """
 import mmap
@@ -11,6 +13,8 @@ import struct
 import sys
 
 WRITABLE = 0x80000000  # IMAGE_SCN_MEM_WRITE
+RUN_FROM_SWAP = 0x0400 | 0x0800  # IMAGE_FILE_REMOVABLE_RUN_FROM_SWAP, IMAGE_FILE_NET_RUN_FROM_SWAP
+CHARACTERISTICS = -2  # from the optional header
 CHECKSUM = 64  # in the optional header
 DIRECTORIES = 112
 LOAD_CONFIG = 10
@@ -27,6 +31,10 @@ class Image:
 
     def number(self, offset, form="I"):
         return struct.unpack_from("<" + form, self.data, offset)[0]
+
+    def run_from_swap(self):
+        struct.pack_into("<H", self.data, self.optional + CHARACTERISTICS,
+                         self.number(self.optional + CHARACTERISTICS, "H") | RUN_FROM_SWAP)
 
     def make_writable(self, name):
         header = next(section for section in self.sections if self.data[section:section + 8].rstrip(b"\0") == name)
@@ -70,6 +78,7 @@ def main(program, link_map):
     with open(program, "r+b") as file, mmap.mmap(file.fileno(), 0) as data:
         image = Image(data)
         image.make_writable(b".idata")
+        image.run_from_swap()
         config = address_of("_load_config_used", link_map)
         if config:
             image.set_load_config(config - image.base)

@@ -16,6 +16,12 @@ namespace {
 constexpr wchar_t caption[] = L"OstravelInstaller";
 
 bool opensOnDemand = false;
+bool isClosable = true;
+
+void showClosable() {
+    const HMENU menu = GetSystemMenu(GetConsoleWindow(), FALSE);
+    if (menu) EnableMenuItem(menu, SC_CLOSE, MF_BYCOMMAND | (isClosable ? MF_ENABLED : MF_GRAYED));
+}
 
 std::string& lastWordKept() {
     static std::string word;
@@ -35,6 +41,7 @@ void prepareConsole() {
     }
     SetConsoleOutputCP(CP_UTF8); // the command line parser's texts
     bindStandardStreams();
+    showClosable();
 }
 
 // A service's window station exists, but nobody sees it.
@@ -99,6 +106,11 @@ void openInteractiveConsole() {
 }
 
 void openConsoleOnDemand() noexcept { opensOnDemand = true; }
+
+void setConsoleClosable(bool closable) noexcept {
+    isClosable = closable;
+    if (hasConsoleWindow()) showClosable();
+}
 
 void printLine(std::wstring_view line) noexcept {
     logEvent(LogLevel::Verbose, "PrintedLine", {{"Line", line}});

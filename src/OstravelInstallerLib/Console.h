@@ -30,6 +30,9 @@ void openInteractiveConsole();
 // From now on the first line that has no standard output to go to opens the console.
 void openConsoleOnDemand() noexcept;
 
+// Whether a console window, now or later, has its close button: closing it would end the process.
+void setConsoleClosable(bool closable) noexcept;
+
 // One whole line on standard output: to a console as UTF-16, elsewhere as UTF-8; also an event. Never throws.
 void printLine(std::wstring_view line) noexcept;
 

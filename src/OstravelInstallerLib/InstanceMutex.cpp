@@ -81,12 +81,15 @@ UniqueBoundaryDescriptor getBoundaryDescriptorForSid(const std::wstring& name, P
 UniquePrivateNamespace createOrOpenPrivateNamespace(const wchar_t* securityDescriptor, HANDLE boundary,
                                                     const std::wstring& prefix) {
     SecurityAttributes attributes(securityDescriptor);
-    UniquePrivateNamespace created(CreatePrivateNamespaceW(attributes.get(), boundary, prefix.c_str()));
-    if (created) return created;
-    win32::check(GetLastError() == ERROR_ALREADY_EXISTS, "CreatingPrivateNamespaceFailed");
-    UniquePrivateNamespace opened(OpenPrivateNamespaceW(boundary, prefix.c_str()));
-    win32::check(static_cast<bool>(opened), "OpeningPrivateNamespaceFailed");
-    return opened;
+    for (bool again = true;; again = false) {
+        UniquePrivateNamespace created(CreatePrivateNamespaceW(attributes.get(), boundary, prefix.c_str()));
+        if (created) return created;
+        win32::check(GetLastError() == ERROR_ALREADY_EXISTS, "CreatingPrivateNamespaceFailed");
+        UniquePrivateNamespace opened(OpenPrivateNamespaceW(boundary, prefix.c_str()));
+        // It may have gone with the run that had it.
+        win32::check(opened || again, "OpeningPrivateNamespaceFailed");
+        if (opened) return opened;
+    }
 }
 
 InstanceMutex::InstanceMutex(const std::wstring& boundaryName, const std::wstring& mutexName)

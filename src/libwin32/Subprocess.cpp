@@ -69,7 +69,9 @@ Subprocess::Subprocess(const std::wstring& commandLine, const SubprocessOptions&
     ChildPipe output = createChildPipe(PipeAccess::Overlapped);
     ChildPipe errorOutput = createChildPipe(PipeAccess::Overlapped);
     start(commandLine, options, {input.client.get(), output.client.get(), errorOutput.client.get()});
-    check(AssignProcessToJobObject(job_.get(), process_.get()), "AssignProcessToJobObject");
+    // Before Windows 8 a process of somebody else's job cannot be put into ours: then only its own end is seen to.
+    check(AssignProcessToJobObject(job_.get(), process_.get()) || GetLastError() == ERROR_ACCESS_DENIED,
+          "AssignProcessToJobObject");
     check(ResumeThread(thread_.get()) != static_cast<DWORD>(-1), "ResumeThread");
 
     // The client ends close here, so that a pipe breaks when the child is the last to let go of it.

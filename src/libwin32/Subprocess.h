@@ -30,7 +30,7 @@ struct KilledProcessTraits : HandleTraits {
 using UniqueKilledProcess = UniqueResource<KilledProcessTraits>;
 
 // A child process in a job of its own, its output captured through named pipes. Neither it nor what it has started
-// outlives the object, or this process.
+// outlives the object, or this process; where jobs do not nest, only the child itself ends with the object.
 class Subprocess {
 public:
     static constexpr std::int64_t withoutLimit = std::numeric_limits<std::int64_t>::max();

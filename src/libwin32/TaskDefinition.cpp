@@ -32,6 +32,9 @@ void fillSettings(ITaskDefinition& definition, const TaskDescription& descriptio
         const VARIANT_BOOL flag = description.*setting.value ? VARIANT_TRUE : VARIANT_FALSE;
         checkHresult((target.get()->*setting.set)(flag), setting.failure);
     }
+    // Without it a task and all that it starts run below everything else, disk included.
+    constexpr int normalPriority = 4;
+    checkHresult(target->put_Priority(normalPriority), "Failed to set task priority");
 }
 
 // In local time, as a task's boundaries are read.

@@ -2,6 +2,7 @@
 
 #include "libwin32/Handles.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace win32 {
@@ -49,13 +50,61 @@ void storeSize(std::vector<std::uint8_t>& bytes) {
     std::memcpy(bytes.data(), &size, sizeof size);
 }
 
-// Text up to its first NUL: a decoder reads no further.
-template <class View>
-void appendText(std::vector<std::uint8_t>& bytes, View text) {
-    text = text.substr(0, text.find(typename View::value_type{}));
-    text = text.substr(0, maxTraceText);
-    append(bytes, text.data(), text.size() * sizeof(typename View::value_type));
-    bytes.insert(bytes.end(), sizeof(typename View::value_type), 0);
+// A decoder reads no further than the first NUL.
+template <class Unit>
+std::basic_string_view<Unit> upToNul(std::basic_string_view<Unit> text) {
+    return text.substr(0, text.find(Unit{}));
+}
+
+constexpr std::wstring_view cutMark(wchar_t) { return L"[...]"; }
+constexpr std::string_view cutMark(char) { return "[...]"; }
+
+// Not what a cut must not come before: the second half of a surrogate pair, a byte within a character of UTF-8.
+constexpr bool startsCharacter(wchar_t unit) { return unit < 0xDC00 || unit > 0xDFFF; }
+constexpr bool startsCharacter(char unit) { return (unit & 0xC0) != 0x80; }
+
+// The text in at most `most` bytes, its NUL left out.
+template <class Unit>
+void appendText(std::vector<std::uint8_t>& bytes, std::basic_string_view<Unit> text, std::size_t most) {
+    text = upToNul(text);
+    std::basic_string_view<Unit> mark;
+    if (text.size() * sizeof(Unit) > most) {
+        mark = cutMark(Unit{});
+        std::size_t length = most / sizeof(Unit) - std::min(mark.size(), most / sizeof(Unit));
+        while (length > 0 && !startsCharacter(text[length]))
+            --length;
+        text = text.substr(0, length);
+    }
+    append(bytes, text.data(), text.size() * sizeof(Unit));
+    append(bytes, mark.data(), mark.size() * sizeof(Unit));
+    bytes.insert(bytes.end(), sizeof(Unit), 0);
+}
+
+// How many bytes the longest texts may keep so that all of these sizes together need no more than `room`.
+std::size_t fairShare(std::vector<std::size_t> sizes, std::size_t room) {
+    std::ranges::sort(sizes);
+    for (std::size_t i = 0; i < sizes.size(); ++i) {
+        const std::size_t share = room / (sizes.size() - i);
+        if (sizes[i] > share) return share;
+        room -= sizes[i];
+    }
+    return maxEventSize;
+}
+
+// The bytes that one text may take.
+std::size_t mostOfText(TraceFields fields, std::size_t room) {
+    std::vector<std::size_t> texts;
+    std::size_t others = 0;
+    for (const TraceField& field : fields) {
+        std::visit(Overloaded{
+                       [&](std::wstring_view text) { texts.push_back(upToNul(text).size() * sizeof(wchar_t)); },
+                       [&](std::string_view text) { texts.push_back(upToNul(text).size()); },
+                       [&](auto) { others += sizeof(std::uint32_t); },
+                   },
+                   field.value);
+    }
+    others += texts.size() * sizeof(wchar_t); // their NULs
+    return fairShare(std::move(texts), room - std::min(room, others));
 }
 
 EVENT_DATA_DESCRIPTOR describe(const std::vector<std::uint8_t>& bytes, ULONG kind) {
@@ -96,12 +145,13 @@ std::vector<std::uint8_t> encodeEventMetadata(std::string_view eventName, TraceF
     return metadata;
 }
 
-std::vector<std::uint8_t> encodeEventData(TraceFields fields) {
+std::vector<std::uint8_t> encodeEventData(TraceFields fields, std::size_t room) {
+    const std::size_t most = mostOfText(fields, room);
     std::vector<std::uint8_t> data;
     for (const TraceField& field : fields) {
         std::visit(Overloaded{
-                       [&](std::wstring_view text) { appendText(data, text); },
-                       [&](std::string_view text) { appendText(data, text); },
+                       [&](std::wstring_view text) { appendText(data, text, most); },
+                       [&](std::string_view text) { appendText(data, text, most); },
                        [&](bool flag) {
                            const std::int32_t wide = flag ? 1 : 0;
                            append(data, &wide, sizeof wide);
@@ -166,7 +216,7 @@ void TraceProvider::write(TraceLevel level, std::string_view eventName, TraceFie
     const DWORD lastError = GetLastError();
     try {
         const auto metadata = encodeEventMetadata(eventName, fields);
-        const auto data = encodeEventData(fields);
+        const auto data = encodeEventData(fields, maxEventSize - traits_.size() - metadata.size());
         EVENT_DATA_DESCRIPTOR descriptors[] = {describe(traits_, providerMetadataKind),
                                                describe(metadata, eventMetadataKind), describe(data, 0)};
         EVENT_DESCRIPTOR event{};

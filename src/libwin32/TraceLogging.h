@@ -39,11 +39,12 @@ using TraceFields = std::initializer_list<TraceField>;
 // The self-describing form of TraceLogging: what tells a decoder the provider's name, the event's name and its fields.
 std::vector<std::uint8_t> encodeProviderTraits(std::string_view providerName);
 std::vector<std::uint8_t> encodeEventMetadata(std::string_view eventName, TraceFields fields);
-// The values in field order, as they follow the metadata: strings end in a NUL and are cut to maxTraceText units.
-std::vector<std::uint8_t> encodeEventData(TraceFields fields);
+// The values in field order, as they follow the metadata: strings end in a NUL. When they need more than `room` bytes
+// the longest strings are cut, and end in "[...]".
+std::vector<std::uint8_t> encodeEventData(TraceFields fields, std::size_t room);
 
-// An event must stay below 64 KiB as a whole, else the system drops it.
-inline constexpr std::size_t maxTraceText = 8192;
+// Bytes of an event: one that does not fit into a buffer of its session, 8 KiB unless it asked for more, is lost.
+inline constexpr std::size_t maxEventSize = 7500;
 
 // One provider registration: registered by start(), unregistered by stop() or at the end. Events of a provider that is
 // not registered, or that no session has enabled at their level, are dropped after one comparison.

@@ -76,6 +76,7 @@ class Run:
         self.commands = [record["command"] for record in self.of_kind("process")]
         broken = [event for event in self.all_events if "error" in event]
         assert not broken, f"events that cannot be decoded: {broken}"
+        assert not self.of_kind("hang"), "waits for somebody where nobody is"
 
     def in_order(self, *names):
         """Whether the installer wrote events of these names in this order, others between them or not."""

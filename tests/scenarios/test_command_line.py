@@ -87,7 +87,7 @@ def test_one_run_at_a_time(endpoint):
     script = {"pause": "CreateProcessW:1:msiexec"}
     first = endpoint.run("-q", "-t", "T", background=True, script=script)
     first.wait_for(kind="paused")
-    second = endpoint.run("-q", "-t", "T")
+    second = endpoint.run("-q", "-t", "T", script={"fail": "OpenPrivateNamespaceW:1:3"})  # gone, and there again
     assert (second.code, second.printed, second.console) == (1002, "", None)
     assert second.event_names == ["Hello From OstravelInstaller!", "GetPrivateNamespace", "GetMutex",
                                   "AnotherInstanceAlreadyRunning", "OstravelInstaller Done"]

@@ -33,7 +33,7 @@ def scheduled(endpoint, *parts):
     copy = endpoint.unix(task["Path"])
     assert task == {"Path": task["Path"], "Arguments": ARGUMENTS % parts, "Trigger": "boot", "UserId": "S-1-5-18",
                     "RunLevel": 1, "RegisteredLogonType": 5, "StartWhenAvailable": True, "AllowDemandStart": False,
-                    "DisallowStartIfOnBatteries": False, "StopIfGoingOnBatteries": False}
+                    "DisallowStartIfOnBatteries": False, "StopIfGoingOnBatteries": False, "Priority": 4}
     assert task["Path"].startswith(BASE + r"\QX_R_") and copy.name == "OstravelInstaller.exe"
     assert copy.read_bytes() == endpoint.unix(r"C:\Setup\OstravelInstaller.exe").read_bytes()
     return copy.parent

@@ -83,6 +83,8 @@ def test_loading():
     assert set(image.imports()) <= KNOWN_LIBRARIES
     characteristics, = image.read(image.optional + 70, "H")
     assert characteristics & (flags := RELOCATABLE | NO_EXECUTE | HIGH_ENTROPY | TERMINAL_SERVER) == flags
+    file_characteristics, = image.read(image.optional - 2, "H")
+    assert file_characteristics & (FROM_SWAP := 0x400 | 0x800) == FROM_SWAP
     assert not any(right & EXECUTABLE and right & WRITABLE for right in image.rights)
     config, size = image.directory(10)
     assert image.read(config, "I") == (size,) and image.read(config + 78, "H") == (SYSTEM32_ONLY,)

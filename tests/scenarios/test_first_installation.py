@@ -106,6 +106,21 @@ def test_nobody_can_see_it(machine, arguments):
     assert not run.recorded(kind="console", call="AllocConsole")
 
 
+def test_attempts_to_break_off(machine):
+    """While the package runs nobody ends the run by accident: with the keyboard, the window or by going away."""
+    run = machine.run("-t", "T", script={"interrupt": "msiexec", "stdout": "none"})
+    assert run.code == 0 and [event["Interruption"] for event in run.events_named("InterruptionRefused")] == ["Ctrl+C", "Ctrl+Break"]
+    (off, on), awake = [record["how"] for record in run.records if record.get("call") == "EnableMenuItem"], run.of_kind("execution_state")
+    assert (off, on) == (1, 0) and [record["state"] for record in awake] == [0x80000001, 0x80000000]
+    assert [record["add"] for record in run.records if record.get("call") == "SetConsoleCtrlHandler"] == [1, 0]
+
+
+def test_inside_the_job_of_somebody_else(machine):
+    """Before Windows 8 its children cannot have a job of their own."""
+    run = machine.run("-q", "-t", "T", script={"fail": "AssignProcessToJobObject:*:5"})
+    assert run.code == 0 and len(run.logman) == 6
+
+
 LONG = "C:\\" + "\\".join(["långa mappar" * 8] * 4)
 
 

@@ -93,10 +93,13 @@ def test_logs(endpoint):
     assert kept == {place.name for place in taken} | {endpoint.unix(log).name, old[-1].name}
     assert {place.read_text() for place in taken} == {"taken"} and endpoint.unix(log).read_text() == "test trace\n"
     assert not list(endpoint.unix(SESSIONS).iterdir()) and endpoint.unix(BASE + r"\other.etl").exists()
+    run = endpoint.run(*NOTHING, "-a", "A" * 4000, script={"logman": "stop:1:1"})
+    assert not list(endpoint.unix(SESSIONS).iterdir()) and run.logman[-1] == run.logman[-2].replace(" -fd", "")
+    assert run.events_named("Hello From OstravelInstaller!")[0]["CommandLine"].endswith("A[...]")
     for place in endpoint.unix(BASE).iterdir():
         place.unlink()
     run = endpoint.run(*NOTHING, script={"logman": "create:*:1"})
-    assert run.code == 2000 and len(run.logman) == 9 and not endpoint.unix(BASE).exists()
+    assert run.code == 2000 and len(run.logman) == 10 and not endpoint.unix(BASE).exists()
 
 
 @pytest.mark.parametrize("outcome", ["hang", "+5", "0"])

@@ -18,10 +18,13 @@ void refuseStillActive(std::uint32_t exitCode, const char* message) {
     throw std::runtime_error(message);
 }
 
+// With a window of ours the cleaner shares it: what is typed there to break off is not for the cleaner either.
+DWORD creationFlags(bool quiet) { return quiet ? CREATE_NO_WINDOW : CREATE_NEW_PROCESS_GROUP; }
+
 std::uint32_t takeDiagnostics(const std::filesystem::path& cleaner, const DiagnosticsOptions& options) {
     const auto commandLine = diagnosticsCommandLine(cleaner, options);
     logEvent(LogLevel::Verbose, "RunCleanerForDiagnosticOnly", {{"commandStr", commandLine}});
-    const StartOptions start{.program = cleaner, .creationFlags = options.hideWindow ? CREATE_NO_WINDOW : 0UL};
+    const StartOptions start{.program = cleaner, .creationFlags = creationFlags(options.hideWindow)};
     const auto exitCode = executeWithRetries(commandLine, [&] { return execute_throw(commandLine, start, INFINITE); });
     refuseStillActive(exitCode, "cleaner (diagnostic only) is still running");
     logEvent(LogLevel::Verbose, "DiagnosticOnlyRetval", {{"RetVal", exitCode}});
@@ -45,8 +48,8 @@ std::uint32_t runCleaner(const RunContext& context, const CleanerOptions& option
     const ProcessWait wait = options.checkStuckMonitor
                                  ? stuckMonitorWait({&isMonitorServiceRunning, &isMonitorPortDown})
                                  : ProcessWait(waitForProcess);
-    const auto exitCode =
-        executeWithRetries(commandLine, [&] { return executeProcess(commandLine, wait, {.program = cleaner}); });
+    const StartOptions start{.program = cleaner, .creationFlags = creationFlags(context.cmdLine->quiet())};
+    const auto exitCode = executeWithRetries(commandLine, [&] { return executeProcess(commandLine, wait, start); });
     refuseStillActive(exitCode, "cleaner is still running");
     logEvent(LogLevel::Verbose, "CleanerRetval", {{"RetVal", exitCode}});
     return exitCode;

@@ -75,7 +75,7 @@ bool isLeftover(const win32::RunningTrace& trace, const BaseFolder& baseFolder) 
 
 void stopDeadSessions(const BaseFolder& baseFolder) {
     for (const auto& trace : win32::runningTraces()) {
-        if (isLeftover(trace, baseFolder)) runLogman(stopCommand(trace.name));
+        if (isLeftover(trace, baseFolder)) stopSession(trace.name);
     }
 }
 

@@ -23,6 +23,7 @@ constexpr std::wstring_view enableFormats[] = {
 };
 constexpr std::wstring_view flushPeriodFormat = L"logman update %s -ft %s -ets";
 constexpr std::wstring_view stopFormat = L"logman stop %s -fd -ets";
+constexpr std::wstring_view plainStopFormat = L"logman stop %s -ets";
 
 // One turn of a flush timer of one second, and a little.
 constexpr DWORD flushWaitMs = 1100;
@@ -37,14 +38,18 @@ bool isSessionName(std::wstring_view name) {
            name.find_first_not_of(L"0123456789ABCDEF-", namePrefix.size()) == std::wstring_view::npos;
 }
 
-std::wstring stopCommand(const std::wstring& sessionName) { return win32::formatText(stopFormat, sessionName); }
+void stopSession(const std::wstring& name) {
+    // Not every logman takes a flush together with a stop.
+    const auto code = runLogman(win32::formatText(stopFormat, name));
+    if (code && *code != 0 && *code != STILL_ACTIVE) runLogman(win32::formatText(plainStopFormat, name));
+}
 
 void TraceSession::start(const std::wstring& outputPath, const std::function<void()>& beforeRetry) {
     const std::wstring create = win32::formatText(createFormat, name_, win32::quoteIfNeeded(outputPath));
     created_ = runLogman(create);
     if (created_ && *created_ != 0 && *created_ != STILL_ACTIVE) {
         // A session of that name exists.
-        runLogman(stopCommand(name_));
+        stopSession(name_);
         beforeRetry();
         created_ = runLogman(create);
     }
@@ -66,7 +71,7 @@ bool TraceSession::mayExist() const {
 }
 
 void TraceSession::stop() {
-    if (mayExist()) runLogman(stopCommand(name_));
+    if (mayExist()) stopSession(name_);
     created_ = 1;
 }
 

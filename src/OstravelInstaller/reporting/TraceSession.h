@@ -12,7 +12,7 @@ namespace kelvane::bst {
 // A session of ours is named by a prefix and a GUID; another name is never put into a command line.
 std::wstring newSessionName();
 bool isSessionName(std::wstring_view name);
-std::wstring stopCommand(const std::wstring& sessionName);
+void stopSession(const std::wstring& name);
 
 // An event-trace session that logman keeps for the installer. No failing command stops the others; without a session
 // the events are lost.

@@ -14,6 +14,7 @@
 #include "OstravelInstallerLib/Console.h"
 #include "OstravelInstallerLib/InstallerProperty.h"
 #include "OstravelInstallerLib/InstanceMutex.h"
+#include "OstravelInstallerLib/Uninterrupted.h"
 #include "ProductLib/InstallerEvents.h"
 #include "libkelvane/UserLog.h"
 #include "libwin32/Win32Error.h"
@@ -44,6 +45,7 @@ InstallerResult runGuarded(RunContext& context, const std::optional<ResumedRun>&
     try {
         buildRunContext(context, resumed);
         if (!context.cmdLine->quiet()) requireDesktop();
+        const Uninterrupted uninterrupted;
         return dispatch(context);
     } catch (const ConsoleEnvironmentError& error) {
         logEvent(LogLevel::Error, "OstravelInstallerEnvironmentError", {{"ErrorMsg", error.what()}});

@@ -23,6 +23,7 @@ BOOL openConsole(const wchar_t* call) {
         SetLastError(ERROR_ACCESS_DENIED);
         return FALSE;
     }
+    if (scripted(L"desktop", L"yes") != L"yes") Record("hang").add("call", call);
     open = true;
     SetStdHandle(STD_INPUT_HANDLE, openStream(true));
     SetStdHandle(STD_OUTPUT_HANDLE, openStream(false));
@@ -67,11 +68,45 @@ BOOL WINAPI objectInformation(HANDLE object, int index, PVOID buffer, DWORD size
     return done;
 }
 
-const Registration hooks{REPLACE(AllocConsole, allocConsole),  REPLACE(AttachConsole, attachConsole),
-                         REPLACE(FreeConsole, freeConsole),    REPLACE(GetConsoleWindow, window),
-                         REPLACE(SetConsoleTitleW, setTitle),  REPLACE(GetUserObjectInformationW, objectInformation),
-                         REPLACE(GetStdHandle, standardHandle)};
+std::vector<PHANDLER_ROUTINE> handlers;
+
+BOOL WINAPI setHandler(PHANDLER_ROUTINE handler, BOOL add) {
+    Record("console").add("call", L"SetConsoleCtrlHandler").add("add", add);
+    if (add) {
+        handlers.push_back(handler);
+    } else {
+        std::erase(handlers, handler);
+    }
+    return TRUE;
+}
+
+BOOL WINAPI enableMenuItem(HMENU, UINT item, UINT how) {
+    Record("console").add("call", L"EnableMenuItem").add("item", item).add("how", how);
+    return TRUE;
+}
+
+HMENU WINAPI systemMenu(HWND, BOOL) { return reinterpret_cast<HMENU>(0x10012); }
+
+EXECUTION_STATE WINAPI executionState(EXECUTION_STATE state) {
+    Record("execution_state").add("state", state);
+    return ES_CONTINUOUS;
+}
+
+const Registration hooks{
+    REPLACE(SetConsoleCtrlHandler, setHandler), REPLACE(EnableMenuItem, enableMenuItem),
+    REPLACE(GetSystemMenu, systemMenu),         REPLACE(SetThreadExecutionState, executionState),
+    REPLACE(AllocConsole, allocConsole),        REPLACE(AttachConsole, attachConsole),
+    REPLACE(FreeConsole, freeConsole),          REPLACE(GetConsoleWindow, window),
+    REPLACE(SetConsoleTitleW, setTitle),        REPLACE(GetUserObjectInformationW, objectInformation),
+    REPLACE(GetStdHandle, standardHandle)};
 
 } // namespace
+
+void interruptProgram() {
+    for (const DWORD event : {CTRL_C_EVENT, CTRL_BREAK_EVENT}) {
+        const bool handled = std::ranges::any_of(handlers, [&](auto handler) { return handler(event); });
+        if (!handled) ExitProcess(STATUS_CONTROL_C_EXIT);
+    }
+}
 
 } // namespace host

@@ -37,6 +37,9 @@ std::wstring pathOf(HANDLE file);
 // The same where there are rules about this function, else empty. Good until the thread asks for another file.
 std::wstring_view pathForRules(std::string_view function, HANDLE file);
 
+// Ctrl+C and Ctrl+Break, as typed into the program's console: whoever does not handle them ends.
+void interruptProgram();
+
 // Owner, entries and label of what is about to be created, as text; empty when the caller gives none.
 std::wstring sddl(const SECURITY_ATTRIBUTES* attributes);
 

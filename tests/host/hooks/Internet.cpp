@@ -28,8 +28,14 @@ BOOL WINAPI proxyForUrl(HINTERNET, LPCWSTR, WINHTTP_AUTOPROXY_OPTIONS* options, 
     return FALSE;
 }
 
-const Registration hooks{REPLACE(WinHttpSetOption, setOption), REPLACE(ImpersonateLoggedOnUser, impersonate),
-                         REPLACE(WinHttpGetProxyForUrl, proxyForUrl)};
+// A read gives what has come, however much room there is: here a little at a time.
+BOOL WINAPI readData(HINTERNET request, LPVOID buffer, DWORD size, LPDWORD read) {
+    constexpr DWORD most = 1000;
+    return REAL(WinHttpReadData)(request, buffer, std::min(size, most), read);
+}
+
+const Registration hooks{REPLACE(WinHttpSetOption, setOption), REPLACE(WinHttpReadData, readData),
+                         REPLACE(ImpersonateLoggedOnUser, impersonate), REPLACE(WinHttpGetProxyForUrl, proxyForUrl)};
 
 } // namespace
 

@@ -191,6 +191,7 @@ void fill(Filling, ITaskSettingsVtbl& table) {
     KEEP(ITaskSettings, DisallowStartIfOnBatteries, VARIANT_BOOL, flag);
     KEEP(ITaskSettings, StopIfGoingOnBatteries, VARIANT_BOOL, flag);
     KEEP(ITaskSettings, ExecutionTimeLimit, BSTR, text);
+    KEEP(ITaskSettings, Priority, int, digits);
 }
 
 void fill(Filling, IPrincipalVtbl& table) {

@@ -14,8 +14,11 @@ constexpr const wchar_t* strongSuites =
     L"TLS_ECDHE_ECDSA_WITH_AES_256_GCM_SHA384,TLS_ECDHE_RSA_WITH_AES_256_GCM_SHA384,"
     L"TLS_ECDHE_RSA_WITH_AES_128_GCM_SHA256,TLS_RSA_WITH_AES_128_GCM_SHA256";
 
+bool isVisible() { return scripted(L"desktop", L"yes") == L"yes"; }
+
 // answer=TEXT:Yes answers the boxes whose question contains TEXT; a box that nobody scripted is answered No.
 int WINAPI messageBox(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type) {
+    if (!isVisible()) Record("hang").add("call", L"MessageBoxW");
     int button = IDNO;
     for (const auto& answer : scripted(L"answer")) {
         const auto colon = answer.rfind(L':');
@@ -32,10 +35,16 @@ int WINAPI messageBox(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type) {
     return button;
 }
 
+// interrupt=TEXT: when a command line with TEXT in it is started somebody tries to break off.
 BOOL WINAPI createProcess(LPCWSTR application, LPWSTR command, LPSECURITY_ATTRIBUTES process,
                           LPSECURITY_ATTRIBUTES thread, BOOL inherit, DWORD flags, LPVOID environment, LPCWSTR folder,
                           LPSTARTUPINFOW startup, LPPROCESS_INFORMATION child) {
     Record("process").add("application", application).add("command", command).add("flags", flags).add("folder", folder);
+    const std::wstring_view text(command);
+    if (text.find(L"msiexec") != text.npos && text.find(L"/qn") == text.npos && !isVisible()) {
+        Record("hang").add("call", command);
+    }
+    if (text.find(scripted(L"interrupt", L"\n")) != text.npos) interruptProgram();
     return CreateProcessW(application, command, process, thread, inherit, flags, environment, folder, startup, child);
 }
 

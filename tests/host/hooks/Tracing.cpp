@@ -161,7 +161,10 @@ ULONG WINAPI writeTransfer(REGHANDLE handle, PCEVENT_DESCRIPTOR event, LPCGUID, 
         const auto kind = std::min<std::size_t>(parts[i].Reserved, 2);
         blocks[kind].append(reinterpret_cast<const char*>(static_cast<std::uintptr_t>(parts[i].Ptr)), parts[i].Size);
     }
-    if (blocks[0].size() + blocks[1].size() + blocks[2].size() > 65000) return ERROR_MORE_DATA;
+    // With its header it has to fit into a buffer of the session, which is logman's default.
+    constexpr std::size_t header = 160;
+    constexpr std::size_t sessionBuffer = 8192;
+    if (header + blocks[0].size() + blocks[1].size() + blocks[2].size() > sessionBuffer) return ERROR_MORE_DATA;
     const bool enabled = traced() && (traceLevel() == 0 || event->Level <= traceLevel());
     if (enabled) recordEvent(*provider, *event, blocks[2], blocks[1], blocks[0]);
     return ERROR_SUCCESS;

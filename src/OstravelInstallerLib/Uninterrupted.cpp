@@ -1,0 +1,86 @@
+#include "OstravelInstallerLib/Uninterrupted.h"
+
+#include "OstravelInstallerLib/Console.h"
+#include "ProductLib/InstallerEvents.h"
+#include "libkelvane/UserLog.h"
+#include "libwin32/Win32Error.h"
+
+#include <windows.h>
+
+#include <array>
+
+namespace kelvane::bst {
+namespace {
+
+constexpr const wchar_t* windowClass = L"OstravelInstallerSessionEnd";
+constexpr const wchar_t* blockReason = L"Running Kelvane Installer";
+
+constexpr std::array controlNames{"Ctrl+C", "Ctrl+Break", "Close", "", "", "LogOff", "ShutDown"};
+
+void logRefused(const char* what) { logEvent(LogLevel::Error, "InterruptionRefused", {{"Interruption", what}}); }
+
+// The system ends the process after a close, a log-off or a shut-down, but not before this returns or some seconds have
+// passed: they are for what is being done.
+BOOL WINAPI onControl(DWORD type) {
+    logRefused(type < controlNames.size() ? controlNames[type] : "");
+    if (type >= CTRL_CLOSE_EVENT) Sleep(INFINITE);
+    return TRUE;
+}
+
+LRESULT CALLBACK onMessage(HWND window, UINT message, WPARAM wide, LPARAM narrow) {
+    if (message != WM_QUERYENDSESSION) return DefWindowProcW(window, message, wide, narrow);
+    logRefused("SessionEnd");
+    return FALSE;
+}
+
+HWND createWindow() {
+    WNDCLASSW description{};
+    description.lpfnWndProc = &onMessage;
+    description.hInstance = GetModuleHandleW(nullptr);
+    description.lpszClassName = windowClass;
+    RegisterClassW(&description);
+    return CreateWindowExW(0, windowClass, windowClass, WS_OVERLAPPED, 0, 0, 0, 0, nullptr, nullptr,
+                           description.hInstance, nullptr);
+}
+
+} // namespace
+
+SessionEndGuard::SessionEndGuard() : thread_([this] { run(); }) { WaitForSingleObject(ready_.handle(), INFINITE); }
+
+SessionEndGuard::~SessionEndGuard() {
+    PostThreadMessageW(threadId_, WM_QUIT, 0, 0);
+    thread_.join();
+}
+
+void SessionEndGuard::run() {
+    threadId_ = GetCurrentThreadId();
+    const HWND window = createWindow();
+    MSG message{};
+    // Makes the queue that the end is posted to, window or not.
+    PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE);
+    SetEvent(ready_.handle());
+    if (window) ShutdownBlockReasonCreate(window, blockReason);
+    while (GetMessageW(&message, nullptr, 0, 0) > 0)
+        DispatchMessageW(&message);
+    if (window) DestroyWindow(window);
+    UnregisterClassW(windowClass, GetModuleHandleW(nullptr));
+}
+
+Uninterrupted::Uninterrupted() noexcept {
+    SetConsoleCtrlHandler(&onControl, TRUE);
+    setConsoleClosable(false);
+    SetThreadExecutionState(ES_CONTINUOUS | ES_SYSTEM_REQUIRED);
+    try {
+        sessionEnd_.emplace();
+    } catch (const std::exception& error) {
+        userLog(LogLevel::Error, error.what());
+    }
+}
+
+Uninterrupted::~Uninterrupted() {
+    SetThreadExecutionState(ES_CONTINUOUS);
+    setConsoleClosable(true);
+    SetConsoleCtrlHandler(&onControl, FALSE);
+}
+
+} // namespace kelvane::bst

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "libwin32/Win32Event.h"
+
+#include <optional>
+#include <thread>
+
+namespace kelvane::bst {
+
+// A top-level window that nobody sees and that refuses the end of the session, on a thread of its own.
+class SessionEndGuard {
+public:
+    SessionEndGuard();
+    ~SessionEndGuard();
+    SessionEndGuard(const SessionEndGuard&) = delete;
+    SessionEndGuard& operator=(const SessionEndGuard&) = delete;
+
+private:
+    void run();
+
+    win32::Win32Event ready_;
+    unsigned long threadId_ = 0;
+    std::thread thread_;
+};
+
+// While it lives the run is not to be broken off half done: Ctrl+C, Ctrl+Break and a log-off are refused and logged,
+// the console's close button is off, and the machine does not go to sleep by itself. What cannot be had is left out.
+// Lives and ends on the same thread.
+class Uninterrupted {
+public:
+    Uninterrupted() noexcept;
+    ~Uninterrupted();
+    Uninterrupted(const Uninterrupted&) = delete;
+    Uninterrupted& operator=(const Uninterrupted&) = delete;
+
+private:
+    std::optional<SessionEndGuard> sessionEnd_;
+};
+
+} // namespace kelvane::bst
