@@ -36,8 +36,8 @@ def scenarios(arguments):
     scenario_folder = TOP / "tests" / "scenarios"
     if not list(scenario_folder.glob("test_*.py")):
         return 0, 0
-    status, output = run([sys.executable, "-m", "pytest", "-q", "-n", "2", "-p", "no:cacheprovider", *arguments,
-                          str(scenario_folder)])
+    status, output = run([sys.executable, "-m", "pytest", "-q", "-n", "2", "-p", "no:cacheprovider", "--durations=5",
+                          *arguments, str(scenario_folder)])
     summary = output.strip().splitlines()[-1] if output.strip() else ""
     count = {word: int(number) for number, word in re.findall(r"(\d+) (\w+)", summary)}
     passed = count.get("passed", 0)

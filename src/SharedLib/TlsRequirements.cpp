@@ -22,7 +22,7 @@ bool hasAnyOf(const Suites& available, std::span<const std::wstring_view> wanted
     return std::ranges::find_first_of(available, wanted) != available.end();
 }
 
-void checkPlatformUpdates(const HostFacts& facts) {
+void checkCipherSuiteUpdates(const HostFacts& facts) {
     const auto version = facts.windowsVersion();
     if (version.major >= 10 || hasAnyOf(facts.cipherSuites(), platformUpdateSuites)) return;
     if (version.major == 6 && version.minor == 3) {
@@ -61,7 +61,7 @@ std::wstring joined(const Suites& suites) {
 } // namespace
 
 void checkTls(const HostFacts& facts, const std::function<void(const std::wstring&)>& onWarning) {
-    checkPlatformUpdates(facts);
+    checkCipherSuiteUpdates(facts);
     checkTls12(facts.tlsClientCredentials());
     const auto suites = facts.cipherSuites();
     if (onWarning && !hasAnyOf(suites, strongSuites)) {

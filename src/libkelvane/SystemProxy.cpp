@@ -62,7 +62,8 @@ struct UserSettings {
 UserSettings settingsOfInteractiveUser() {
     UserSettings settings;
     // First as ourselves: nothing is left to be loaded as the user, for whom a drive's letter may mean any folder.
-    DWORD error = settings.read();
+    settings.read();
+    DWORD error = ERROR_SUCCESS;
     {
         const win32::ConsoleUserImpersonation user;
         error = settings.read();

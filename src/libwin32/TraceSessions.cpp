@@ -26,6 +26,7 @@ struct Slot {
 
 ULONG query(std::vector<Slot>& slots, ULONG& count) {
     std::vector<EVENT_TRACE_PROPERTIES*> places;
+    places.reserve(slots.size());
     for (auto& slot : slots)
         places.push_back(&slot.properties);
     return QueryAllTracesW(places.data(), static_cast<ULONG>(places.size()), &count);
@@ -44,6 +45,7 @@ std::vector<RunningTrace> runningTraces() {
     }
     checkCode(static_cast<long>(code), "QueryAllTraces");
     std::vector<RunningTrace> traces;
+    traces.reserve(count);
     for (ULONG i = 0; i < count; ++i)
         traces.push_back({slots[i].name, slots[i].logFile});
     return traces;

@@ -25,7 +25,7 @@ constexpr std::wstring_view nameStart = L"OstravelInstallerLog_";
 constexpr std::wstring_view nameEnd = L".etl";
 constexpr std::size_t newestKept = 10;
 constexpr std::uint64_t ticksPerSecond = 10'000'000;
-constexpr std::uint64_t ticksPerDay = 24 * 3600 * ticksPerSecond;
+constexpr std::uint64_t ticksPerDay = ticksPerSecond * 24 * 3600;
 
 std::uint64_t ticksOf(const FILETIME& time) {
     return (static_cast<std::uint64_t>(time.dwHighDateTime) << 32) | time.dwLowDateTime;
