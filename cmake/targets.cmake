@@ -45,7 +45,7 @@ function(ostravel_delay_loading name)
     set(finish ${CMAKE_SOURCE_DIR}/cmake/finish_image.py)
     set(map ${CMAKE_BINARY_DIR}/${name}.map)
     target_link_directories(${name} BEFORE PRIVATE ${target_libraries}/delay)
-    target_link_options(${name} PRIVATE -s -Wl,-Map=${map}
+    target_link_options(${name} PRIVATE -s -Wl,--no-insert-timestamp -Wl,-Map=${map}
         -Wl,--dynamicbase -Wl,--nxcompat -Wl,--high-entropy-va -Wl,--tsaware
         -Wl,--major-os-version=6 -Wl,--minor-os-version=0 -Wl,--major-subsystem-version=6 -Wl,--minor-subsystem-version=0)
     set_property(TARGET ${name} APPEND PROPERTY LINK_DEPENDS ${finish})
