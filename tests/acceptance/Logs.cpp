@@ -7,8 +7,6 @@ using namespace acceptance;
 
 namespace {
 
-struct Logs : Item {};
-
 struct LogCase {
     const char* name;
     const char* question;
@@ -38,19 +36,34 @@ ITEMS(Decoded,
               {"Hello From OstravelInstaller!", "xxxxxxxx", "executeInstallerCommand", "xxxxxxxx",
                "OstravelInstaller Done"}});
 
-TEST_F(Logs, LogmanTakesAnExistingFile) {
-    settles("open question: logman create -o takes a file that exists, keeps its entries, and stop -fd succeeds");
+struct Question {
+    const char* name;
+    const char* question;
+    bool existing;
+    const wchar_t* stop;
+};
+using Logman = ItemOf<Question>;
+
+TEST_P(Logman, OpenQuestion) {
+    settles(GetParam().question);
     NEEDS_WINDOWS("has no logman");
-    std::filesystem::create_directories(work());
-    const auto file = work() / L"existing.etl";
-    win32::createFileForAdministrators(file.c_str());
-    ASSERT_EQ(strangersAt(file), L"");
-    EXPECT_NO_THROW(command(L"logman.exe",
-                            L"create trace OstravelAcceptance -o " + win32::quoteIfNeeded(file.native()) + L" -ets"));
-    EXPECT_EQ(strangersAt(file), L"") << "while the session writes it";
-    EXPECT_NO_THROW(command(L"logman.exe", L"stop OstravelAcceptance -fd -ets"));
-    EXPECT_EQ(strangersAt(file), L"") << "afterwards";
+    files::createDirectories(work());
+    const auto file = work() / L"new.etl";
+    const auto strangers = [&] { return GetParam().existing ? strangersAt(file) : L""; };
+    if (GetParam().existing) win32::createFileForAdministrators(file.c_str());
+    ASSERT_EQ(strangers(), L"");
+    command(L"logman.exe", L"create trace OstravelAcceptance -ets -o " + win32::quoteIfNeeded(file.native()));
+    EXPECT_EQ(strangers(), L"") << "while the session writes it";
+    EXPECT_NO_THROW(command(L"logman.exe", GetParam().stop));
+    EXPECT_EQ(strangers(), L"") << "afterwards";
     EXPECT_GT(files::readFile(file).size(), 0U);
+    EXPECT_EQ(sessions().size(), 0U);
 }
+
+ITEMS(Logman,
+      Question{"ExistingFile", "open: logman create -o takes a file that exists, and its owner and entries stay", true,
+               L"stop OstravelAcceptance -ets"},
+      Question{"StopWithFlush", "open: logman stop -fd -ets ends a session", false,
+               L"stop OstravelAcceptance -fd -ets"});
 
 } // namespace
