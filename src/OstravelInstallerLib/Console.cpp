@@ -8,6 +8,7 @@
 #include "libwin32/Win32Error.h"
 
 #include <cstdio>
+#include <mutex>
 #include <utility>
 
 namespace kelvane::bst {
@@ -16,6 +17,7 @@ namespace {
 constexpr wchar_t caption[] = L"OstravelInstaller";
 
 bool opensOnDemand = false;
+bool isWatched = false;
 bool isClosable = true;
 
 void showClosable() {
@@ -69,6 +71,40 @@ HANDLE outputForLine() {
     return usableOutput();
 }
 
+// What stands on the line that progress is shown on.
+std::size_t progressLength = 0;
+// Progress is shown by another thread than the one that prints.
+std::mutex outputLock;
+
+bool isConsole(HANDLE output) {
+    DWORD mode = 0;
+    return output && GetConsoleMode(output, &mode);
+}
+
+void writeConsole(HANDLE output, const std::wstring& text) {
+    DWORD written = 0;
+    WriteConsoleW(output, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+}
+
+// The text in place of the progress shown, with the cursor behind it.
+void rewrite(HANDLE output, std::wstring_view text) {
+    if (text.empty() && progressLength == 0) return;
+    std::wstring line = L"\r" + std::wstring(progressLength, L' ') + L"\r";
+    writeConsole(output, line.append(text));
+    progressLength = text.size();
+}
+
+void write(HANDLE output, const std::wstring& text) {
+    if (isConsole(output)) {
+        rewrite(output, {});
+        writeConsole(output, text);
+        return;
+    }
+    const auto utf8 = win32::toUtf8(text);
+    DWORD written = 0;
+    WriteFile(output, utf8.data(), static_cast<DWORD>(utf8.size()), &written, nullptr);
+}
+
 // The line with its end; line ends within it as Windows text has them.
 std::wstring asTextLines(std::wstring_view line) {
     std::wstring text;
@@ -105,7 +141,7 @@ void openInteractiveConsole() {
     prepareConsole();
 }
 
-void openConsoleOnDemand() noexcept { opensOnDemand = true; }
+void openConsoleOnDemand() noexcept { opensOnDemand = isWatched = true; }
 
 void setConsoleClosable(bool closable) noexcept {
     isClosable = closable;
@@ -116,19 +152,23 @@ void printLine(std::wstring_view line) noexcept {
     logEvent(LogLevel::Verbose, "PrintedLine", {{"Line", line}});
     try {
         lastWordKept() = win32::toUtf8(line);
-        const HANDLE output = outputForLine();
-        if (!output) return;
-        const auto text = asTextLines(line);
-        DWORD mode = 0;
-        DWORD written = 0;
-        if (GetConsoleMode(output, &mode)) {
-            WriteConsoleW(output, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
-        } else {
-            const auto utf8 = win32::toUtf8(text);
-            WriteFile(output, utf8.data(), static_cast<DWORD>(utf8.size()), &written, nullptr);
-        }
+        const std::scoped_lock lock(outputLock);
+        if (const HANDLE output = outputForLine()) write(output, asTextLines(line));
     } catch (const std::exception&) {
         // No console, or out of memory: only the log has the line.
+    }
+}
+
+bool showProgress(std::wstring_view text) noexcept {
+    if (!isWatched) return false;
+    try {
+        const std::scoped_lock lock(outputLock);
+        const HANDLE output = outputForLine();
+        if (!isConsole(output)) return false;
+        rewrite(output, text);
+        return true;
+    } catch (const std::exception&) {
+        return false; // as above
     }
 }
 

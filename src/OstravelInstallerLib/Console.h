@@ -27,7 +27,8 @@ void openConsole();
 // openConsole for an interactive flow: a console that cannot be allocated is a ConsoleEnvironmentError, too.
 void openInteractiveConsole();
 
-// From now on the first line that has no standard output to go to opens the console.
+// A person may be watching: from now on the first line that has no standard output to go to opens the console, and
+// progress is shown.
 void openConsoleOnDemand() noexcept;
 
 // Whether a console window, now or later, has its close button: closing it would end the process.
@@ -35,6 +36,11 @@ void setConsoleClosable(bool closable) noexcept;
 
 // One whole line on standard output: to a console as UTF-16, elsewhere as UTF-8; also an event. Never throws.
 void printLine(std::wstring_view line) noexcept;
+
+// Shows how far the run is, on one line of a console that the next call rewrites and the next printed line takes;
+// an empty text removes it. False where it is not shown: nobody is watching, or standard output is no console. It is no
+// event. From any thread; never throws.
+bool showProgress(std::wstring_view text) noexcept;
 
 // A reason that is not printed (UTF-8), kept in place of the last line. Never throws.
 void noteUnprinted(std::string_view reason) noexcept;

@@ -94,13 +94,16 @@ ZipFile::ZipFile(HANDLE file, const std::source_location& place)
         throw ZipError("unzGetGlobalInfo64 Failed", place);
     }
     entryCount_ = info.number_entry;
+    LARGE_INTEGER size{};
+    if (GetFileSizeEx(file, &size)) size_ = static_cast<std::uint64_t>(size.QuadPart);
 }
 
 ZipFile::~ZipFile() {
     if (unzClose(archive_) != UNZ_OK) userLog(TraceLevel::Error, "unzClose failed");
 }
 
-bool ZipFile::extractAll(const std::filesystem::path& destination) {
+bool ZipFile::extractAll(const std::filesystem::path& destination, const ExtractionProgress& progress) {
+    progress_ = progress;
     if (entryCount_ == 0) return true;
     int result = unzGoToFirstFile(archive_);
     for (; result == UNZ_OK; result = unzGoToNextFile(archive_)) {
@@ -151,12 +154,17 @@ bool ZipFile::copyData(HANDLE output, std::uint64_t size) {
         if (length <= 0) return length == 0 && total == size;
         writeAll(output, buffer, static_cast<std::size_t>(length));
         total += static_cast<std::uint64_t>(length);
+        tellProgress();
     }
 }
 
-bool UnzipFile(HANDLE zip, const std::filesystem::path& destination) {
+void ZipFile::tellProgress() const {
+    if (progress_ && size_ != 0) progress_(static_cast<unsigned>(stream_->position * 100 / size_));
+}
+
+bool UnzipFile(HANDLE zip, const std::filesystem::path& destination, const ExtractionProgress& progress) {
     FileUtilities::createDirectories(destination);
-    return ZipFile(zip).extractAll(destination);
+    return ZipFile(zip).extractAll(destination, progress);
 }
 
 } // namespace kelvane

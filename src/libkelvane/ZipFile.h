@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <source_location>
 #include <stdexcept>
@@ -26,6 +27,9 @@ private:
     win32::ErrorLocation location_;
 };
 
+// Told again and again how much of the archive has been read, in percent.
+using ExtractionProgress = std::function<void(unsigned percent)>;
+
 // A ZIP archive, read through the handle of an open file, with a current entry. Throws Win32Error "ReadFile", ZipError
 // "Zip file could not be opened." or "unzGetGlobalInfo64 Failed".
 class ZipFile {
@@ -39,9 +43,10 @@ public:
     // Unpacks each entry below the destination. An entry that is damaged, or may not be extracted, is logged and passed
     // over, and leaves no file. Returns false when the list of entries is broken. Throws Win32Error "ReadFile",
     // filesystem_error "create_directories", std::system_error "CreateFileW failed.", and what writeAll throws.
-    bool extractAll(const std::filesystem::path& destination);
+    bool extractAll(const std::filesystem::path& destination, const ExtractionProgress& progress = {});
 
 private:
+    void tellProgress() const;
     bool extractCurrent(const ZipEntry& entry, const std::filesystem::path& destination);
     bool extractData(const std::filesystem::path& output, std::uint64_t size);
     bool copyData(HANDLE output, std::uint64_t size);
@@ -50,6 +55,8 @@ private:
     std::unique_ptr<ArchiveStream> stream_;
     void* archive_; // unzFile
     std::uint64_t entryCount_ = 0;
+    std::uint64_t size_ = 0;
+    ExtractionProgress progress_;
 };
 
 // Whether an entry of this name stays below the folder that it is unpacked to, as a file that Windows can hold:
@@ -58,6 +65,6 @@ bool isSafeEntryName(std::wstring_view name);
 
 // Unpacks the archive in an open file below the destination, which is created when it is missing. As
 // ZipFile::extractAll.
-bool UnzipFile(HANDLE zip, const std::filesystem::path& destination);
+bool UnzipFile(HANDLE zip, const std::filesystem::path& destination, const ExtractionProgress& progress = {});
 
 } // namespace kelvane

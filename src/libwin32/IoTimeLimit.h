@@ -1,6 +1,7 @@
 #pragma once
 
 #include "libwin32/Handles.h"
+#include "libwin32/RepeatingTimer.h"
 
 #include <atomic>
 #include <cstdint>
@@ -13,18 +14,15 @@ namespace win32 {
 class IoTimeLimit {
 public:
     explicit IoTimeLimit(std::uint32_t milliseconds);
-    ~IoTimeLimit();
-    IoTimeLimit(const IoTimeLimit&) = delete;
-    IoTimeLimit& operator=(const IoTimeLimit&) = delete;
 
     bool expired() const noexcept { return expired_; }
 
 private:
-    static void CALLBACK onTimer(PTP_CALLBACK_INSTANCE instance, void* context, PTP_TIMER timer);
+    void expire() noexcept;
 
     UniqueHandle thread_;
     std::atomic<bool> expired_ = false;
-    PTP_TIMER timer_;
+    RepeatingTimer timer_; // goes first
 };
 
 } // namespace win32

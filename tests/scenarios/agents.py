@@ -48,10 +48,17 @@ def result_file(endpoint, name="SC-exit-code.txt"):
     return endpoint.unix(rf"{TEMP}\{name}").read_text()
 
 
+def closing_sentence(endpoint, run):
+    """What a person is told of the machine, as it is."""
+    version = endpoint.products.get("Kelvane Agent")
+    there = f"Ostravel Agent {version} is {'now' if run.code in (0, 12) else 'still'}" if version else "There is no Ostravel Agent"
+    return f"{there} on this machine" + ("; OstravelInstaller goes on by itself after the next reboot." if endpoint.tasks else ".")
+
+
 def finished(endpoint, run, code, lines, result="SC-exit-code.txt"):
     """Every ending: result, printed lines, exit-code file, working directory gone, lock released."""
     if run.console is not None:
-        lines = [f"OstravelInstaller {VERSION}", *lines]
+        lines = [f"OstravelInstaller {VERSION}", *lines, closing_sentence(endpoint, run)]
     assert run.says_in_the_log(*lines)
     if run.console is not None and not run.reboots:
         lines = [*lines, f"OstravelInstaller finished with code: {code}", "Press Enter to exit."]

@@ -64,7 +64,9 @@ class Run:
         self.folder = folder
         self.code = int((folder / "exit.txt").read_text())
         self.printed = text_of(folder / "printed.txt") or ""
-        self.console = text_of(folder / "console.txt")  # None: never opened
+        written = text_of(folder / "console.txt")
+        self.console = None if written is None else on_screen(written)  # None: never opened
+        self.progress = re.findall(r"\r([^\s\r][^\r\n]*)(?=\r)", written or "")  # what the console showed for a time
         self.records = records_of(folder)
         self.times = [record.pop("t") for record in self.records]  # seconds on one clock, record by record
         self.all_events = self.of_kind("event")
@@ -316,6 +318,17 @@ class Endpoint:
 
 def text_of(place):
     return place.read_bytes().decode("utf-8", "replace").replace("\r\n", "\n") if place.exists() else None
+
+
+def on_screen(written):
+    """What stays of it on a console, where what follows a carriage return is written over what is there."""
+    lines = []
+    for line in written.split("\n"):
+        shown = ""
+        for part in line.split("\r"):
+            shown = part + shown[len(part):]
+        lines.append(shown.rstrip(" "))
+    return "\n".join(lines)
 
 
 def records_of(folder):

@@ -1,7 +1,9 @@
 #include "OstravelInstaller/cleaner/Cleaner.h"
 
+#include "OstravelInstaller/context/Messages.h"
 #include "OstravelInstallerLib/ExecuteWithRetries.h"
 #include "OstravelInstallerLib/ProcessWait.h"
+#include "OstravelInstallerLib/ProgressLine.h"
 #include "ProductLib/InstallerEvents.h"
 #include "ProductLib/MonitorStatus.h"
 #include "SharedLib/InstallationUtils.h"
@@ -25,6 +27,7 @@ std::uint32_t takeDiagnostics(const std::filesystem::path& cleaner, const Diagno
     const auto commandLine = diagnosticsCommandLine(cleaner, options);
     logEvent(LogLevel::Verbose, "RunCleanerForDiagnosticOnly", {{"commandStr", commandLine}});
     const StartOptions start{.program = cleaner, .creationFlags = creationFlags(options.hideWindow)};
+    const ElapsedTime progress(messages::waitingForCleaner);
     const auto exitCode = executeWithRetries(commandLine, [&] { return execute_throw(commandLine, start, INFINITE); });
     refuseStillActive(exitCode, "cleaner (diagnostic only) is still running");
     logEvent(LogLevel::Verbose, "DiagnosticOnlyRetval", {{"RetVal", exitCode}});
@@ -49,6 +52,7 @@ std::uint32_t runCleaner(const RunContext& context, const CleanerOptions& option
                                  ? stuckMonitorWait({&isMonitorServiceRunning, &isMonitorPortDown})
                                  : ProcessWait(waitForProcess);
     const StartOptions start{.program = cleaner, .creationFlags = creationFlags(context.cmdLine->quiet())};
+    const ElapsedTime progress(messages::waitingForCleaner);
     const auto exitCode = executeWithRetries(commandLine, [&] { return executeProcess(commandLine, wait, start); });
     refuseStillActive(exitCode, "cleaner is still running");
     logEvent(LogLevel::Verbose, "CleanerRetval", {{"RetVal", exitCode}});

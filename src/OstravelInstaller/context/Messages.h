@@ -74,6 +74,24 @@ inline constexpr std::wstring_view rebootBeforeReinstall =
     L"The uninstallation completed successfully. A reboot is required before re-installation.";
 inline constexpr std::wstring_view taskNotCreated = L"Failed to create OstravelInstaller's scheduled task.";
 
+// What is on the machine when a run with a person ends; {} is the agent with its version.
+inline constexpr std::wstring_view agentIsNow = L"{} is now on this machine.";
+inline constexpr std::wstring_view agentIsStill = L"{} is still on this machine.";
+inline constexpr std::wstring_view noAgent = L"There is no Ostravel Agent on this machine.";
+inline constexpr std::wstring_view agentUntilReboot =
+    L"{} is still on this machine; OstravelInstaller goes on by itself after the next reboot.";
+inline constexpr std::wstring_view noAgentUntilReboot =
+    L"There is no Ostravel Agent on this machine; OstravelInstaller goes on by itself after the next reboot.";
+inline constexpr std::wstring_view agentGoesAtReboot =
+    L"What is left of the Ostravel Agent on this machine goes with the next reboot.";
+
+// How far the run is, before a percentage or the time that it has taken.
+inline constexpr std::wstring_view unpacking = L"Unpacking";
+inline constexpr std::wstring_view waitingForPackage = L"Waiting for the package";
+inline constexpr std::wstring_view waitingForOthers = L"Waiting for another installation";
+inline constexpr std::wstring_view waitingForCleaner = L"Waiting for the cleaner";
+inline constexpr std::wstring_view reporting = L"Reporting to the management server";
+
 // The package.
 inline constexpr std::wstring_view installationCompleted = L"The installation completed successfully.";
 

@@ -1,5 +1,7 @@
 #include "OstravelInstaller/context/PayloadPackage.h"
 
+#include "OstravelInstaller/context/Messages.h"
+#include "OstravelInstallerLib/ProgressLine.h"
 #include "ProductLib/InstallerEvents.h"
 #include "libkelvane/FileUtilities.h"
 #include "libkelvane/ProtectedDirectory.h"
@@ -59,7 +61,8 @@ void PayloadPackage::unpack(const std::filesystem::path& zip, const std::filesys
     archive_.emplace(zip);
     win32::getResource(archive_->handle());
     logEvent(LogLevel::Verbose, "FinishedDroppingResourcesZip", {{"Path", zip.native()}});
-    if (!UnzipFile(archive_->handle(), content_)) {
+    Percentage progress(messages::unpacking);
+    if (!UnzipFile(archive_->handle(), content_, [&](unsigned percent) { progress.show(percent); })) {
         logEvent(LogLevel::Error, "ResourceUnzipFailed", {{"Path", zip.native()}});
         throw std::runtime_error("Failed unzip the resource file");
     }

@@ -7,6 +7,7 @@
 #include "OstravelInstaller/reporting/Enrolment.h"
 #include "OstravelInstallerLib/Console.h"
 #include "OstravelInstallerLib/ProcessWait.h"
+#include "OstravelInstallerLib/ProgressLine.h"
 #include "ProductLib/InstallerEvents.h"
 #include "libkelvane/UserLog.h"
 
@@ -18,6 +19,11 @@ namespace {
 constexpr DWORD pauseMs = 30'000;
 constexpr int mostPauses = 20;
 
+void waitForOthers() {
+    const ElapsedTime progress(messages::waitingForOthers);
+    Sleep(pauseMs);
+}
+
 InstallerResult runInstaller(RunContext& context, const PackageStep& step) {
     const auto run = [&] {
         return runInstallerPackage(context, step.installer, step.currentConfigDir, step.healthCheckPassed).result;
@@ -26,7 +32,7 @@ InstallerResult runInstaller(RunContext& context, const PackageStep& step) {
         InstallerResult result = run();
         for (int pauses = 0; step.waitForOthers && result == InstallerResult::MsiInProgress && pauses < mostPauses;
              ++pauses) {
-            Sleep(pauseMs);
+            waitForOthers();
             result = run();
         }
         return result;

@@ -1,10 +1,12 @@
 #include "OstravelInstaller/package/MsiInstallation.h"
 
+#include "OstravelInstaller/context/Messages.h"
 #include "OstravelInstaller/package/MsiProperties.h"
 #include "OstravelInstaller/package/PackageExit.h"
 #include "OstravelInstallerLib/Console.h"
 #include "OstravelInstallerLib/InstallerProperty.h"
 #include "OstravelInstallerLib/ProcessWait.h"
+#include "OstravelInstallerLib/ProgressLine.h"
 #include "ProductLib/InstallerEvents.h"
 #include "ProductLib/MonitorStatus.h"
 #include "libwin32/CommandLine.h"
@@ -28,6 +30,7 @@ RunProperties runProperties(const RunContext& context, const std::optional<std::
 std::uint32_t execute(const std::wstring& commandLine, const std::filesystem::path& program) {
     logEvent(LogLevel::Verbose, "executeInstallerCommand", {{"command", loggedCommandLine(commandLine)}});
     const auto wait = stuckMonitorWait({&isMonitorServiceRunning, &isMonitorPortDown});
+    const ElapsedTime progress(messages::waitingForPackage);
     const std::uint32_t exitCode = executeProcess(commandLine, wait, {.program = program});
     if (exitCode == STILL_ACTIVE) throw std::runtime_error("Installer is still running");
     return exitCode;

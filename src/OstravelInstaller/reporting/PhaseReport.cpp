@@ -1,8 +1,10 @@
 #include "OstravelInstaller/reporting/PhaseReport.h"
 
+#include "OstravelInstaller/context/Messages.h"
 #include "OstravelInstaller/reporting/Enrolment.h"
 #include "OstravelInstaller/reporting/ManagementClient.h"
 #include "OstravelInstaller/reporting/ReportingProxy.h"
+#include "OstravelInstallerLib/ProgressLine.h"
 #include "ProductLib/InstallerEvents.h"
 #include "libkelvane/FileStream.h"
 #include "libkelvane/FileUtilities.h"
@@ -154,6 +156,7 @@ void report(RunContext& context, InstallationPhaseType phase, bool metadataOnly)
     context.telemetry.SetInstallationPhase(phase);
     const auto config = reportingClientConfig(context, server);
     if (!config) return;
+    const ElapsedTime progress(messages::reporting);
     if (!metadataOnly) {
         context.flushLog();
         if (sendWithRetries(context, *config, phase, &sendTelemetryWithLog)) return;
@@ -179,6 +182,7 @@ void sendStatus(const RunContext& context) {
     }
     const auto config = reportingClientConfig(context, site.server);
     if (!config) return;
+    const ElapsedTime progress(messages::reporting);
     const auto status = statusObject(context, site);
     web::http::http_request request(web::http::methods::POST);
     request.set_body(status);

@@ -5,6 +5,7 @@
 #include "OstravelInstaller/continuation/Reboot.h"
 #include "OstravelInstaller/flows/PreserveConfiguration.h"
 #include "OstravelInstaller/reporting/PhaseReport.h"
+#include "OstravelInstaller/run/ClosingSentence.h"
 #include "OstravelInstallerLib/Console.h"
 #include "ProductLib/InstallerEvents.h"
 #include "libkelvane/FileUtilities.h"
@@ -49,6 +50,16 @@ void removeBackup(RunContext& context) {
     if (isSuccess(context.result) && !context.cmdLine->diagnostics_only.value) forgetConfigBackup(context);
 }
 
+// Last but for a question, the result code and the wait for Enter.
+void printClosingSentence(const RunContext& context) noexcept {
+    if (context.cmdLine->quiet() || !hasConsoleWindow()) return;
+    try {
+        printLine(closingSentence(context));
+    } catch (const std::exception& error) {
+        logEvent(LogLevel::Error, "ClosingSentenceFailed", {{"ErrorMsg", error.what()}});
+    }
+}
+
 void finish(RunContext& context) {
     removeWorkingDirectory(context);
     removeBackup(context);
@@ -57,10 +68,12 @@ void finish(RunContext& context) {
     if (requiresReboot(context.result)) {
         ReportPhase(context, InstallationPhaseType::WaitingForReboot, false);
         SendStatusToMgmt(context);
+        printClosingSentence(context);
         offerReboot(context, messages::askReboot);
         return;
     }
     ReportPhase(context, InstallationPhaseType::Complete, recordSuffices(context));
+    printClosingSentence(context);
     if (context.dynamicMonitoringRebootAdvised) offerReboot(context, messages::askRebootForMonitoring);
 }
 

@@ -51,6 +51,25 @@ HANDLE WINAPI standardHandle(DWORD id) {
     return absent ? nullptr : GetStdHandle(id);
 }
 
+bool isConsoleOutput(HANDLE file) { return open && pathOf(file).ends_with(L"\\console.txt"); }
+
+BOOL WINAPI consoleMode(HANDLE file, LPDWORD mode) {
+    if (!isConsoleOutput(file)) return GetConsoleMode(file, mode);
+    *mode = ENABLE_PROCESSED_OUTPUT | ENABLE_WRAP_AT_EOL_OUTPUT;
+    return TRUE;
+}
+
+BOOL WINAPI writeConsole(HANDLE file, const void* text, DWORD length, LPDWORD written, void* reserved) {
+    if (!isConsoleOutput(file)) return WriteConsoleW(file, text, length, written, reserved);
+    const auto* wide = static_cast<const wchar_t*>(text);
+    std::string bytes(length * 3ULL, '\0');
+    const int size = WideCharToMultiByte(CP_UTF8, 0, wide, static_cast<int>(length), bytes.data(),
+                                         static_cast<int>(bytes.size()), nullptr, nullptr);
+    *written = length;
+    DWORD done = 0;
+    return WriteFile(file, bytes.data(), static_cast<DWORD>(size), &done, nullptr);
+}
+
 HWND WINAPI window() { return open ? consoleWindow : nullptr; }
 
 BOOL WINAPI setTitle(LPCWSTR title) {
@@ -98,7 +117,8 @@ const Registration hooks{
     REPLACE(AllocConsole, allocConsole),        REPLACE(AttachConsole, attachConsole),
     REPLACE(FreeConsole, freeConsole),          REPLACE(GetConsoleWindow, window),
     REPLACE(SetConsoleTitleW, setTitle),        REPLACE(GetUserObjectInformationW, objectInformation),
-    REPLACE(GetStdHandle, standardHandle)};
+    REPLACE(GetStdHandle, standardHandle),      REPLACE(GetConsoleMode, consoleMode),
+    REPLACE(WriteConsoleW, writeConsole)};
 
 } // namespace
 

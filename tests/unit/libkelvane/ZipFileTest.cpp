@@ -7,7 +7,9 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <ranges>
+#include <vector>
 
 namespace FileUtilities = kelvane::FileUtilities;
 
@@ -47,12 +49,15 @@ struct ZipFileTest : testing::Test {
     bool unzip(const std::string& bytes) {
         FileUtilities::deleteDirectory(out);
         FileUtilities::writeFile(top / L"test.zip", bytes);
-        return kelvane::UnzipFile(kelvane::openForReading(top / L"test.zip").get(), out);
+        percents.clear();
+        return kelvane::UnzipFile(kelvane::openForReading(top / L"test.zip").get(), out,
+                                  [&](unsigned percent) { percents.push_back(percent); });
     }
     std::string read(const std::wstring& name) { return FileUtilities::readFile(out / name); }
 
     const support::Folder top;
     const std::filesystem::path out = top / L"below" / L"out";
+    std::vector<unsigned> percents;
 };
 
 TEST_F(ZipFileTest, UnpacksFilesAndFolders) {
@@ -67,6 +72,7 @@ TEST_F(ZipFileTest, UnpacksFilesAndFolders) {
     EXPECT_EQ(read(L"a\\b\\c.txt"), large);
     EXPECT_EQ(read(L"empty") + read(L"\x00e4.txt") + read(L"\x4e2d") + read(L"twice"), "contentutf-82");
     EXPECT_TRUE(FileUtilities::isDirectory(out / L"folder"));
+    EXPECT_TRUE(std::ranges::is_sorted(percents) && percents.front() < percents.back() && percents.back() <= 100);
 }
 
 TEST_F(ZipFileTest, DamagedEntriesLeaveNoFileAndDoNotStopTheRest) {
