@@ -21,10 +21,15 @@ def run(command, **options):
     return process.returncode, "".join(lines)
 
 
-def unit_tests():
-    environment = {**os.environ, "WINEPREFIX": str(PREFIX)}
+def wine_prefix():
+    """For programs that need no endpoint of their own."""
     if not PREFIX.exists():
-        subprocess.run(["wineboot", "-i"], env=environment, capture_output=True, check=True)
+        subprocess.run(["wineboot", "-i"], env={**os.environ, "WINEPREFIX": str(PREFIX)}, capture_output=True, check=True)
+    return PREFIX
+
+
+def unit_tests():
+    environment = {**os.environ, "WINEPREFIX": str(wine_prefix())}
     status, output = run(["wine", str(TOP / "build/tests/unit/unit_tests.exe"), "--gtest_brief=1"], env=environment)
     passed = sum(map(int, re.findall(r"\[  PASSED  \] (\d+) test", output)))
     failed = len(re.findall(r"^\[  FAILED  \] \S+ \(", output, re.MULTILINE))
