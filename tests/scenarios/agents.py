@@ -50,6 +50,8 @@ def result_file(endpoint, name="SC-exit-code.txt"):
 
 def closing_sentence(endpoint, run):
     """What a person is told of the machine, as it is."""
+    if run.code == 200:
+        return "What is left of the Ostravel Agent on this machine goes with the next reboot."
     version = endpoint.products.get("Kelvane Agent")
     there = f"Ostravel Agent {version} is {'now' if run.code in (0, 12) else 'still'}" if version else "There is no Ostravel Agent"
     return f"{there} on this machine" + ("; OstravelInstaller goes on by itself after the next reboot." if endpoint.tasks else ".")

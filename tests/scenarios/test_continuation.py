@@ -135,6 +135,9 @@ def test_who_reboots(endpoint):
         run = check(endpoint, [AGAIN, *arguments], 103, REBOOT_FIRST, "clean=0", script={"answer": answers})
         assert [box["text"] for box in run.boxes[1:]] == [ASK_REBOOT] * asked
         assert [tuple(reboot.values())[1:7] for reboot in run.reboots] == [(None, None, 0, 1, 1, 0x80040002)] * reboots
+        assert ("Waiting for the cleaner: 0:00" in run.progress) == bool(run.boxes)
+    check(endpoint, [AGAIN], 205, [], script={"answer": "want to upgrade:No"})
+    check(endpoint, ["--clean_only"], 200, [*CLEANING, "Uninstallation will complete after a reboot."], "exit=2 clean=0")
     run = endpoint.run(AGAIN, "-q", "-b", time_scale=1000, script={"fail": "InitiateSystemShutdownExW:1:5"})
     assert run.code == 103 and run.printed.splitlines()[-1].startswith("Failed to reboot the machine. error: ")
 

@@ -152,8 +152,10 @@ def test_an_unknown_version(endpoint):
 def test_questions_about_monitoring(endpoint):
     install(endpoint, "23.2.1.10")
     endpoint.put(r"C:\Setup\other.msi", BUILD / "packages" / "23.4.1.1.msi")
-    asking, asked, yes = [*STATELESS[1:], "-a", "SAMPLE_REBOOT=1"], [ASK, ASK_MONITORING], "want to upgrade:Yes"
+    asking, asked, yes = [*STATELESS[1:], "-a", "SAMPLE_REBOOT=1 SAMPLE_DELAY=1500"], [ASK, ASK_MONITORING], "want to upgrade:Yes"
     for arguments, answers, boxes, reboots in [(asking, [yes], asked, 0), (["-q", *asking, *OTHER, "-b"], [], [], 1),
                                                (asking, [yes, "Dynamic:Yes"], asked, 1)]:
         run = check(endpoint, arguments, 12, UPGRADED, script={"answer": answers})
         assert [box["text"] for box in run.boxes] == boxes and len(run.reboots) == reboots
+        times = {line.rpartition(" ")[2] for line in run.progress if line.startswith("Waiting for the package: ")}
+        assert len(times) > 1 if boxes else not run.progress
