@@ -45,25 +45,30 @@ HWND createWindow() {
 
 } // namespace
 
-SessionEndGuard::SessionEndGuard() : thread_([this] { run(); }) { WaitForSingleObject(ready_.handle(), INFINITE); }
-
-SessionEndGuard::~SessionEndGuard() {
-    PostThreadMessageW(threadId_, WM_QUIT, 0, 0);
-    thread_.join();
+SessionEndGuard::SessionEndGuard() : thread_(CreateThread(nullptr, 0, &run, this, 0, &threadId_)) {
+    win32::check(static_cast<bool>(thread_), "CreateThread");
+    const HANDLE either[] = {ready_.handle(), thread_.get()};
+    WaitForMultipleObjects(2, either, FALSE, INFINITE);
 }
 
-void SessionEndGuard::run() {
-    threadId_ = GetCurrentThreadId();
+SessionEndGuard::~SessionEndGuard() {
+    constexpr DWORD longestMs = 5000;
+    PostThreadMessageW(threadId_, WM_QUIT, 0, 0);
+    WaitForSingleObject(thread_.get(), longestMs);
+}
+
+DWORD WINAPI SessionEndGuard::run(void* self) {
     const HWND window = createWindow();
     MSG message{};
     // Makes the queue that the end is posted to, window or not.
     PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE);
-    SetEvent(ready_.handle());
+    SetEvent(static_cast<SessionEndGuard*>(self)->ready_.handle());
     if (window) ShutdownBlockReasonCreate(window, blockReason);
     while (GetMessageW(&message, nullptr, 0, 0) > 0)
         DispatchMessageW(&message);
     if (window) DestroyWindow(window);
     UnregisterClassW(windowClass, GetModuleHandleW(nullptr));
+    return 0;
 }
 
 Uninterrupted::Uninterrupted() noexcept {

@@ -3,24 +3,23 @@
 #include "libwin32/Win32Event.h"
 
 #include <optional>
-#include <thread>
 
 namespace kelvane::bst {
 
 // A top-level window that nobody sees and that refuses the end of the session, on a thread of its own.
 class SessionEndGuard {
 public:
-    SessionEndGuard();
+    SessionEndGuard(); // Throws Win32Error "CreateThread"
     ~SessionEndGuard();
     SessionEndGuard(const SessionEndGuard&) = delete;
     SessionEndGuard& operator=(const SessionEndGuard&) = delete;
 
 private:
-    void run();
+    static DWORD WINAPI run(void* self);
 
     win32::Win32Event ready_;
-    unsigned long threadId_ = 0;
-    std::thread thread_;
+    DWORD threadId_ = 0;
+    win32::UniqueHandle thread_;
 };
 
 // While it lives the run is not to be broken off half done: Ctrl+C, Ctrl+Break and a log-off are refused and logged,

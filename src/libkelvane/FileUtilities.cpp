@@ -113,8 +113,24 @@ void copyFile(const std::filesystem::path& from, const std::filesystem::path& to
     win32::check(CopyFileW(longPath(from).c_str(), longPath(to).c_str(), FALSE), "copyFile");
 }
 
+// deleteTree's answer, or the code of the call that it needs and did not get.
+std::uint32_t tryToDelete(const std::filesystem::path& path) try {
+    return deleteTree(path);
+} catch (const win32::Win32Error& error) {
+    return error.code();
+}
+
 void deleteDirectory(const std::filesystem::path& path) {
-    if (const auto code = deleteTree(path); code != 0) win32::throwWin32("deleteDirectory", code);
+    // Scanners look at what is new, and let go of it soon; whoever has held the deletion up once does so again.
+    constexpr int mostAttempts = 3;
+    constexpr DWORD pauseMs = 100;
+    for (int attempt = 1;; ++attempt) {
+        const auto code = tryToDelete(path);
+        if (code == 0) return;
+        const bool heldUp = code == ERROR_TIMEOUT || code == ERROR_OPERATION_ABORTED;
+        if (heldUp || attempt == mostAttempts) win32::throwWin32("deleteDirectory", code);
+        Sleep(pauseMs);
+    }
 }
 
 void deleteDirectoryNoThrow(const std::filesystem::path& path) noexcept {

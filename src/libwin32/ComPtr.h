@@ -5,6 +5,7 @@
 #include <combaseapi.h>
 #include <oleauto.h>
 
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -67,7 +68,10 @@ private:
 class Bstr {
 public:
     Bstr() noexcept = default;
-    explicit Bstr(std::wstring_view text) : text_(SysAllocStringLen(text.data(), static_cast<UINT>(text.size()))) {}
+    // Throws std::bad_alloc.
+    explicit Bstr(std::wstring_view text) : text_(SysAllocStringLen(text.data(), static_cast<UINT>(text.size()))) {
+        if (!text_) throw std::bad_alloc();
+    }
     Bstr(Bstr&& other) noexcept : text_(std::exchange(other.text_, nullptr)) {}
     ~Bstr() { SysFreeString(text_); }
     Bstr& operator=(Bstr&& other) noexcept {
@@ -76,6 +80,7 @@ public:
     }
     BSTR get() const noexcept { return text_; }
     BSTR* put() noexcept { return &text_; }
+    BSTR release() noexcept { return std::exchange(text_, nullptr); }
     std::wstring str() const { return text_ ? std::wstring(text_, SysStringLen(text_)) : std::wstring(); }
 
 private:

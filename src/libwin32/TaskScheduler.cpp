@@ -17,7 +17,7 @@ constexpr std::wstring_view folderAccess = L"O:BAG:BAD:P(A;OICI;FA;;;BA)(A;OICI;
 constexpr std::wstring_view taskAccess = L"D:P(A;;FA;;;BA)(A;;FA;;;SY)";
 
 void setText(Variant& variant, std::wstring_view text) {
-    variant->bstrVal = SysAllocStringLen(text.data(), static_cast<UINT>(text.size()));
+    variant->bstrVal = Bstr(text).release();
     variant->vt = VT_BSTR;
 }
 

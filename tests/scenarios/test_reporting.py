@@ -138,6 +138,9 @@ def test_clean_and_reinstall(endpoint, server):
         ("mgmtServer", address)]
     reinstalled = endpoint.run(*STATELESS, "--pmu", "--ignore_pending_reboot_request")
     assert reinstalled.code == 0 and server.phases[2:] == ["cleaning", "reinstallation", "complete"]
+    # While the machine has no agent nobody waits for a server.
+    assert [name for name in reinstalled.event_names if name in ("SendHttpRequest", "CleanerRetval", "InstallerExitCode")] == [
+        "SendHttpRequest", "CleanerRetval", "InstallerExitCode", "SendHttpRequest", "SendHttpRequest"]
     assert all(f"SERVER_PROXY={proxy}" in given for given in (task["Arguments"], str(reinstalled.commands)))
     assert "SchedTask" in cleaned.event_names and "executeInstallerCommand" in reinstalled.event_names
     assert "secret" not in str([cleaned.all_events, reinstalled.all_events, [request["body"] for request in server.requests]])

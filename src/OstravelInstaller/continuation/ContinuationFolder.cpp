@@ -2,7 +2,6 @@
 
 #include "OstravelInstaller/continuation/OwnImage.h"
 #include "libkelvane/FileUtilities.h"
-#include "libkelvane/PathUtils.h"
 #include "libkelvane/ProtectedDirectory.h"
 #include "libkelvane/UserLog.h"
 
@@ -20,8 +19,6 @@ bool samePath(const std::filesystem::path& left, const std::filesystem::path& ri
     return CompareStringOrdinal(a.c_str(), static_cast<int>(a.size()), b.c_str(), static_cast<int>(b.size()), TRUE) ==
            CSTR_EQUAL;
 }
-
-std::filesystem::path ownExecutable() { return PathUtils::withoutLongPrefix(PathUtils::ownExecutable()); }
 
 // The entries of a folder, links included, that `chosen` picks.
 template <class Choice>
@@ -46,7 +43,7 @@ bool isContinuationFolder(const BaseFolder& baseFolder, const std::filesystem::p
 }
 
 std::optional<std::filesystem::path> ownContinuationFolder(const BaseFolder& baseFolder) {
-    auto folder = ownExecutable().parent_path();
+    auto folder = ownImagePath().parent_path();
     if (!isContinuationFolder(baseFolder, folder) || !FileUtilities::isOwnedByAdministrators(folder))
         return std::nullopt;
     return folder;
@@ -67,7 +64,7 @@ std::filesystem::path makeCopy(const BaseFolder& baseFolder) {
 
 void removeCopy(const std::filesystem::path& folder) noexcept {
     try {
-        const auto executable = ownExecutable();
+        const auto& executable = ownImagePath();
         if (!samePath(folder, executable.parent_path())) return FileUtilities::deleteDirectoryNoThrow(folder);
         removeAll(entriesOf(folder, [&](const auto& entry) { return !samePath(entry.path, executable); }));
     } catch (const std::exception& error) {
@@ -76,7 +73,7 @@ void removeCopy(const std::filesystem::path& folder) noexcept {
 }
 
 void removeStaleFolders(const BaseFolder& baseFolder, const std::filesystem::path& workingDirectory) noexcept {
-    baseFolder.removeStale(folderPrefix, ownExecutable().parent_path());
+    if (!ownImagePath().empty()) baseFolder.removeStale(folderPrefix, ownImagePath().parent_path());
     baseFolder.removeStale(runFolderPrefix, workingDirectory);
 }
 

@@ -17,7 +17,8 @@ constexpr DWORD blockSize = 1 << 20;
 struct OwnImage {
     OwnImage() noexcept {
         try {
-            file = openForReading(PathUtils::ownExecutable());
+            path = PathUtils::withoutLongPrefix(PathUtils::ownExecutable());
+            file = openForReading(path);
         } catch (const win32::Win32Error& failure) {
             error = failure.code();
         } catch (const std::exception&) {
@@ -32,6 +33,7 @@ struct OwnImage {
         return file;
     }
 
+    std::filesystem::path path;
     win32::UniqueHandle file;
     DWORD error = ERROR_SUCCESS;
 };
@@ -83,6 +85,8 @@ void compare(HANDLE image, HANDLE copy) {
 } // namespace
 
 void holdOwnImage() noexcept { ownImage(); }
+
+const std::filesystem::path& ownImagePath() noexcept { return ownImage().path; }
 
 void copyOwnImage(const std::filesystem::path& to) {
     const OwnImage& image = ownImage();

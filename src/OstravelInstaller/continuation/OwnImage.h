@@ -10,6 +10,9 @@ namespace kelvane::bst {
 // known, and a failure, only when it is to be copied.
 void holdOwnImage() noexcept;
 
+// The program's full path; empty when it could not be had.
+const std::filesystem::path& ownImagePath() noexcept;
+
 // Writes the held file's content to a new file for administrators only, on the disk when this returns, and compares the
 // two. Throws Win32Error.
 void copyOwnImage(const std::filesystem::path& to);

@@ -40,8 +40,16 @@ InstallerResult runToTheEnd() {
 
 } // namespace
 
-int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int) {
+extern "C" int WinMainCRTStartup();
+
+// Where Windows starts the program, as the link options say: what fails while the run-time library and the libraries of
+// the program get ready is no different from what fails later.
+extern "C" int startProgram() {
     installLastResort();
+    return WinMainCRTStartup();
+}
+
+int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int) {
     holdOwnImage();
     if (const auto refused = restrictDllSearch()) return static_cast<int>(code(*refused));
     const InstallerResult result = runToTheEnd();

@@ -97,7 +97,7 @@ InstallerResult cleanAndReinstall(RunContext& context, PostRebootAction stage, b
 InstallerResult installNewAgent(RunContext& context, const InstallerFile& installer) {
     printLine(messages::installingAgent);
     context.telemetry.SetValue(TelemetryKey::reinstallationId, newGuid());
-    enterPhase(context, InstallationPhaseType::Reinstallation, L"reinstallation");
+    const LatePhaseReport report(context, InstallationPhaseType::Reinstallation, L"reinstallation");
     return runInstallationStep(context, {.installer = installer.path(),
                                          .currentConfigDir = configDirForPackage(context),
                                          .waitForOthers = true,

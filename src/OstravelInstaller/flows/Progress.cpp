@@ -3,11 +3,25 @@
 #include "OstravelInstaller/reporting/PhaseReport.h"
 #include "OstravelInstallerLib/Console.h"
 
+#include <utility>
+
 namespace kelvane::bst {
 
 void enterPhase(RunContext& context, InstallationPhaseType phase, std::wstring_view step) {
     context.telemetry.SetValue(TelemetryKey::installationStep, step);
     ReportPhase(context, phase, true);
+}
+
+LatePhaseReport::LatePhaseReport(RunContext& context, InstallationPhaseType phase, std::wstring_view step)
+    : context_(context), phase_(phase) {
+    context.telemetry.SetValue(TelemetryKey::installationStep, step);
+    record_ = context.telemetry;
+}
+
+LatePhaseReport::~LatePhaseReport() {
+    std::swap(context_.telemetry, record_);
+    ReportPhase(context_, phase_, true);
+    std::swap(context_.telemetry, record_);
 }
 
 void recordReinstallReason(RunContext& context, ReinstallReason reason) {

@@ -12,6 +12,21 @@ namespace kelvane::bst {
 // The run enters a phase: recorded, and reported with the telemetry record alone.
 void enterPhase(RunContext& context, InstallationPhaseType phase, std::wstring_view step);
 
+// As enterPhase, but the report of the record as it is now waits for the end of this object: while a machine has no
+// agent nobody waits for a server.
+class LatePhaseReport {
+public:
+    LatePhaseReport(RunContext& context, InstallationPhaseType phase, std::wstring_view step);
+    ~LatePhaseReport();
+    LatePhaseReport(const LatePhaseReport&) = delete;
+    LatePhaseReport& operator=(const LatePhaseReport&) = delete;
+
+private:
+    RunContext& context_;
+    InstallationPhaseType phase_;
+    TelemetryMetaData record_;
+};
+
 // Remembers why this run goes to clean and reinstall, for the package, the continuation and the telemetry record.
 void recordReinstallReason(RunContext& context, ReinstallReason reason);
 

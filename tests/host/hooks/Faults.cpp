@@ -1,15 +1,11 @@
 // Failing calls: fail=FUNCTION:N:CODE[:TEXT], the Nth call (* for each), counted over the calls that have an argument
 // that contains TEXT (for ReadFile and _read: the path of the file). With CODE "hang" it waits until the program calls
-// its file operations back, with "crash" it is a fault of the processor, with "throw" an exception that nobody knows.
-// pause=FUNCTION:N[:TEXT] holds that call until the test writes the file "go".
+// its file operations back, with "crash" it is a fault of the processor, with "throw" an exception that nobody knows,
+// with "kill" the process ends there. calls=yes records each call. pause=FUNCTION:N[:TEXT] holds that call until the
+// test writes the file "go".
 #include "hooks/Hooks.h"
 
 #include <io.h>
-#include <msi.h>
-#include <msiquery.h>
-#include <objbase.h>
-#include <wincred.h>
-#include <winhttp.h>
 
 #include <atomic>
 #include <deque>
@@ -80,12 +76,25 @@ bool matches(Rule& rule, std::wstring_view function, std::initializer_list<std::
     return rule.call == 0 || rule.call == seen;
 }
 
+bool recordsCalls() {
+    static const bool does = scripted(L"calls", L"no") == L"yes";
+    return does;
+}
+
+void recordCall(const std::wstring& name, std::initializer_list<std::wstring_view> texts) {
+    std::wstring text;
+    for (const auto part : texts)
+        text += part;
+    Record("call").add("call", name).add("text", text);
+}
+
 } // namespace
 
 std::optional<long long> injectedFault(std::string_view function, std::initializer_list<std::wstring_view> texts) {
     std::optional<long long> code;
-    if (rules().empty()) return code;
+    if (rules().empty() && !recordsCalls()) return code;
     const std::wstring name = fromUtf8(function);
+    if (recordsCalls() && name != L"malloc") recordCall(name, texts);
     for (Rule& rule : rules()) {
         if (!matches(rule, name, texts)) continue;
         if (rule.pause) {
@@ -96,6 +105,7 @@ std::optional<long long> injectedFault(std::string_view function, std::initializ
             Sleep(10);
         if (rule.manner == L"crash") RaiseException(static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION), 0, 0, nullptr);
         if (rule.manner == L"throw") throw 1;
+        if (rule.manner == L"kill") TerminateProcess(GetCurrentProcess(), 1);
         code = rule.code;
     }
     if (code) Record("fault").add("call", name).add("code", *code);
@@ -113,45 +123,6 @@ std::wstring_view pathForRules(std::string_view function, HANDLE file) {
     return last = path;
 }
 
-const Registration hooks{PASS(AddDllDirectory),
-                         PASS(AssignProcessToJobObject),
-                         PASS(CoCreateGuid),
-                         PASS(CopyFileW),
-                         PASS(CreateJobObjectW),
-                         PASS(CreateNamedPipeW),
-                         PASS(CredReadW),
-                         PASS(DeleteFileW),
-                         PASS(ExpandEnvironmentStringsW),
-                         PASS(FindFirstFileW),
-                         PASS(FindNextFileW),
-                         PASS(FindResourceW),
-                         PASS(FlushFileBuffers),
-                         PASS(GetExitCodeProcess),
-                         PASS(GetFileAttributesW),
-                         PASS(LookupAccountNameW),
-                         PASS(MoveFileExW),
-                         PASS(MsiEnumRelatedProductsW),
-                         PASS(MsiGetProductInfoW),
-                         PASS(MsiOpenDatabaseW),
-                         PASS(MsiOpenPackageW),
-                         PASS(OpenProcessToken),
-                         PASS(ReadFile),
-                         PASS(RegCreateKeyExW),
-                         PASS(RegDeleteValueW),
-                         PASS(RegEnumKeyExW),
-                         PASS(RegOpenKeyExW),
-                         PASS(RegQueryValueExW),
-                         PASS(RegSetValueExW),
-                         PASS(ReleaseMutex),
-                         PASS(RemoveDirectoryW),
-                         PASS(ResumeThread),
-                         PASS(SetDefaultDllDirectories),
-                         PASS(SetFileAttributesW),
-                         PASS(SetInformationJobObject),
-                         PASS(WinHttpOpen),
-                         PASS(WriteFile),
-                         PASS(_read),
-                         REPLACE(CancelSynchronousIo, cancelSynchronousIo),
-                         REPLACE(SetThreadpoolTimer, setTimer)};
+const Registration hooks{REPLACE(CancelSynchronousIo, cancelSynchronousIo), REPLACE(SetThreadpoolTimer, setTimer)};
 
 } // namespace host

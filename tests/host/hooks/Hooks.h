@@ -64,7 +64,16 @@ std::wstring_view textOf(T value) {
     }
 }
 
-// What a failing call returns; functions that return a number of their own return the scripted code.
+// Functions that return a length or a count, and 0 when they fail.
+constexpr bool failsWithZero(std::string_view function) {
+    constexpr std::string_view all[] = {
+        "ExpandEnvironmentStringsW",  "FormatMessageW",   "GetFileVersionInfoSizeW", "GetFinalPathNameByHandleW",
+        "GetFullPathNameW",           "GetLongPathNameW", "GetModuleFileNameW",      "GetSystemDirectoryW",
+        "GetSystemWindowsDirectoryW", "QueryDosDeviceW",  "RegisterClassW"};
+    return std::ranges::find(all, function) != std::end(all);
+}
+
+// What a failing call returns; other functions that return a number return the scripted code.
 template <Name function, class R>
 R failed(long long code) {
     SetLastError(static_cast<DWORD>(code));
@@ -77,7 +86,10 @@ R failed(long long code) {
         constexpr bool invalidHandle = function == "CreateFileW" || function == "CreateNamedPipeW" ||
                                        function == "FindFirstFileW" || function == "FindFirstFileExW";
         return invalidHandle ? reinterpret_cast<R>(INVALID_HANDLE_VALUE) : nullptr;
-    } else if constexpr (function == "GetFileAttributesW" || function == "ResumeThread") {
+    } else if constexpr (failsWithZero(function.text)) {
+        return R{};
+    } else if constexpr (function == "WaitForSingleObject" || function == "WaitForMultipleObjects" ||
+                         function == "GetFileAttributesW" || function == "ResumeThread") {
         return static_cast<R>(-1);
     } else if constexpr (!std::is_void_v<R>) {
         return static_cast<R>(code);

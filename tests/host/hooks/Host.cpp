@@ -18,6 +18,7 @@ bool missing(const char* name) { return std::ranges::count(scripted(L"missing"),
 FARPROC WINAPI getProcAddress(HMODULE module, LPCSTR name) {
     const FARPROC real = GetProcAddress(module, name);
     if (IS_INTRESOURCE(name)) return real;
+    if (scripted(L"calls", L"no") == L"yes") Record("lookup").add("name", fromUtf8(name));
     if (missing(name)) {
         SetLastError(ERROR_PROC_NOT_FOUND);
         return nullptr;
@@ -29,6 +30,7 @@ FARPROC WINAPI getProcAddress(HMODULE module, LPCSTR name) {
 }
 
 HMODULE WINAPI loadLibrary(LPCSTR name) {
+    if (scripted(L"calls", L"no") == L"yes") Record("lookup").add("name", fromUtf8(name));
     if (!missing(name)) return LoadLibraryA(name);
     SetLastError(ERROR_MOD_NOT_FOUND);
     return nullptr;
