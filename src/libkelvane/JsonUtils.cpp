@@ -38,12 +38,20 @@ const web::json::value& member(const web::json::value& document, std::string_vie
 
 } // namespace
 
+web::json::value parse(std::string_view utf8) {
+    auto text = win32::toWide(utf8);
+    // The library takes it for the end of the text.
+    for (std::size_t at = 0; (at = text.find(L'\xFFFF', at)) != std::wstring::npos;)
+        text.replace(at, 1, L"\\uffff");
+    return web::json::value::parse(text);
+}
+
 web::json::value readFile(const std::filesystem::path& path) {
     constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
     const std::string bytes = readBytes(path);
     std::string_view text = bytes;
     if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
-    return web::json::value::parse(win32::toWide(text));
+    return parse(text);
 }
 
 bool hasField(const web::json::value& document, std::string_view field) {

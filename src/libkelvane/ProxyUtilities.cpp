@@ -120,9 +120,9 @@ web::uri MakeProxyUri(std::wstring_view address) {
     std::wstring text(address);
     if (text.find(L"://") == std::wstring::npos) text.insert(0, L"http://");
     // An empty port is none; the HTTP library would take for it what its memory holds.
-    const auto end = std::min(text.find_first_of(L"/?#", text.find(L"://") + 3), text.size());
-    if (text[end - 1] == L':') text.erase(end - 1, 1);
-    if (!web::uri::validate(text)) throw std::runtime_error("invalid proxy name");
+    auto end = std::min(text.find_first_of(L"/?#", text.find(L"://") + 3), text.size());
+    if (text[end - 1] == L':') text.erase(--end, 1);
+    if (text[end - 1] == L':' || !web::uri::validate(text)) throw std::runtime_error("invalid proxy name");
     web::uri uri(text);
     if (uri.host().empty()) throw std::runtime_error("invalid proxy name");
     return uri;

@@ -1,37 +1,39 @@
-// Asks parsers with kept inputs and mutations of them:
+// fuzz CORPUS SEED SECONDS TARGET[=RUNS] ...
 //
-//     fuzz CORPUS [--seconds N] [--runs N] [--seed N] [TARGET[=RUNS] ...]     or     fuzz FILE
-//
-// N runs of each target or, with --seconds, as many as their share of the time allows. What comes depends on the seed
-// and the answers alone: another build that answers alike says the same digest. An input that breaks a promise, the
-// program or its patience is left in the current directory as crash-TARGET-HASH. FILE, one of those or of the corpus,
-// is asked alone.
+// Asks each target with the kept inputs in CORPUS\TARGET (or in the one file that CORPUS is) and then with mutations of
+// them. What comes depends on the seed and the answers alone: another build that answers alike ends with the same
+// digest. An input that breaks a promise, the program or its patience is left in the current directory.
 #include "Fuzz.h"
 
 #include "libwin32/Text.h"
 
 #include <windows.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <format>
 #include <fstream>
+#include <iostream>
 #include <iterator>
-#include <map>
 #include <random>
+#include <set>
 #include <thread>
-#include <unordered_set>
 
 namespace fuzz {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using Texts = std::vector<std::string>;
 constexpr std::size_t longestInput = 4096, largestPool = 256;
 constexpr auto patience = std::chrono::seconds(20);
+
+// What is being asked, for whoever finds that it went wrong.
+const char* target;
+std::string input;
+std::atomic<Clock::time_point> since{Clock::time_point::max()};
 
 std::uint64_t hash(std::string_view bytes, std::uint64_t start = 0xcbf29ce484222325) {
     for (const unsigned char byte : bytes)
@@ -39,37 +41,21 @@ std::uint64_t hash(std::string_view bytes, std::uint64_t start = 0xcbf29ce484222
     return start;
 }
 
-std::string readFile(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+bool report(const std::string& what) {
+    const auto name = std::format("crash-{}-{:016x}", target, hash(input));
+    std::ofstream(name, std::ios::binary) << input;
+    std::cout << target << ": " << what << "\n    again: ./dev fuzz build/fuzz/" << name << std::endl;
+    return false;
 }
 
-// What is being asked, for whoever finds that it went wrong.
-struct {
-    const char* target = "";
-    std::string input;
-    std::atomic<Clock::time_point> since{Clock::time_point::max()};
-} now;
-
-void report(const char* what) {
-    char name[128];
-    std::snprintf(name, sizeof name, "crash-%s-%016llx", now.target, static_cast<unsigned long long>(hash(now.input)));
-    std::ofstream(name, std::ios::binary) << now.input;
-    std::printf("%s: %s\n    again: ./dev fuzz build/fuzz/%s\n", now.target, what, name);
-    std::fflush(stdout);
-}
-
-[[noreturn]] void reportAndEnd(const char* what) {
+[[noreturn]] void reportAndEnd(const std::string& what) {
     report(what);
-    TerminateProcess(GetCurrentProcess(), 3);
-    std::abort();
+    std::_Exit(3);
 }
 
 LONG WINAPI onException(EXCEPTION_POINTERS* exception) {
-    char what[64];
-    std::snprintf(what, sizeof what, "exception %08lx at %p", exception->ExceptionRecord->ExceptionCode,
-                  exception->ExceptionRecord->ExceptionAddress);
-    reportAndEnd(what);
+    const auto& record = *exception->ExceptionRecord;
+    reportAndEnd(std::format("exception {:08x} at {}", record.ExceptionCode, record.ExceptionAddress));
 }
 
 void watch() {
@@ -78,198 +64,142 @@ void watch() {
     SetUnhandledExceptionFilter(onException);
     std::signal(SIGABRT, [](int) { reportAndEnd("ended itself"); });
     std::thread([] {
-        while (true) {
+        while (Clock::now() - patience < since.load())
             std::this_thread::sleep_for(std::chrono::seconds(1));
-            if (Clock::now() - patience > now.since.load()) reportAndEnd("does not come to an end");
-        }
+        reportAndEnd("does not come to an end");
     }).detach();
-}
-
-// The answer, none for a broken promise.
-bool ask(const Target& target, std::string input, std::string& answer) {
-    now.target = target.name, now.input = std::move(input), now.since = Clock::now();
-    try {
-        answer = target.ask(now.input);
-    } catch (const Broken& broken) {
-        return report(broken.promise), false;
-    } catch (const std::exception& error) {
-        return report(error.what()), false;
-    }
-    now.since = Clock::time_point::max();
-    return true;
 }
 
 class Inputs {
 public:
-    Inputs(std::vector<std::string> kept, const std::vector<std::string>& words, std::uint64_t seed)
+    Inputs(Texts kept, const Texts& words, std::uint64_t seed)
         : pool_(std::move(kept)), words_(words), random_(seed), kept_(pool_.size()) {}
 
     std::string next() {
         if (given_ < kept_) return pool_[given_++];
-        auto input = anyOf(pool_);
+        auto next = anyOf(pool_);
         for (auto steps = below(5) + 1; steps > 0; --steps)
-            mutate(input);
-        return input.substr(0, longestInput);
+            mutate(next);
+        return next.substr(0, longestInput);
     }
 
     // An input whose answer has a form of its own is worth going on from.
-    void learn(const std::string& input, std::string_view answer) {
+    void learn(std::string_view answer) {
         std::string form;
         for (const unsigned char c : answer.substr(0, 512)) {
             const char kind = c >= 0x80 ? 'x' : std::isdigit(c) ? '0' : std::isalpha(c) ? 'a' : static_cast<char>(c);
-            if (form.empty() || form.back() != kind) form += kind;
+            if (!form.ends_with(kind)) form += kind;
         }
-        if (!forms_.insert(hash(form)).second) return;
+        if (!forms_.insert(form).second) return;
         if (pool_.size() < kept_ + largestPool) return pool_.push_back(input);
         pool_[kept_ + below(largestPool)] = input;
     }
 
 private:
-    std::size_t below(std::size_t limit) { return limit == 0 ? 0 : random_() % limit; }
-    const std::string& anyOf(const std::vector<std::string>& texts) { return texts[below(texts.size())]; }
+    std::size_t below(std::size_t limit) { return random_() % limit; }
+    const std::string& anyOf(const Texts& texts) { return texts[below(texts.size())]; }
 
-    void mutate(std::string& input) {
-        const auto at = below(input.size() + 1), length = std::min(below(16) + 1, input.size() - at);
+    // A run of bytes gives way to another: none, a word, a part of another input, or any byte.
+    void mutate(std::string& text) {
+        const auto at = below(text.size() + 1);
         const auto& other = anyOf(pool_);
-        const auto from = below(other.size() + 1);
-        switch (below(8)) {
-        case 0:
-            return void(input.insert(at, 1, static_cast<char>(random_())));
-        case 1:
-            if (length != 0) input[at] = static_cast<char>(input[at] ^ 1 << below(8));
-            return;
-        case 2:
-            return void(input.erase(at, length));
-        case 3:
-            return void(input.insert(below(input.size() + 1), input.substr(at, length)));
-        case 4:
-            return void(input.insert(at, anyOf(words_)));
-        case 5: {
-            const auto& word = anyOf(words_);
-            return void(input.replace(at, std::min(word.size(), input.size() - at), word));
-        }
-        case 6:
-            return void(input.insert(at, other.substr(from, below(64))));
-        default:
-            return void(input.replace(at, std::string::npos, other.substr(from)));
-        }
+        const std::string choices[] = {"", anyOf(words_),
+                                       other.substr(below(other.size() + 1), below(2) ? below(64) : -1),
+                                       std::string(1, static_cast<char>(random_()))};
+        const auto length = below(16);
+        text.replace(at, below(2) ? 0 : length, choices[below(std::size(choices))]);
     }
 
-    std::vector<std::string> pool_; // the kept ones first
-    const std::vector<std::string>& words_;
+    Texts pool_; // the kept ones first
+    const Texts& words_;
     std::mt19937_64 random_;
     std::size_t kept_, given_ = 0;
-    std::unordered_set<std::uint64_t> forms_;
+    std::set<std::string> forms_;
 };
 
-std::vector<std::string> filesIn(const std::filesystem::path& folder) {
-    std::map<std::string, std::string> files;
-    for (const auto& file : std::filesystem::directory_iterator(folder))
-        files[file.path().filename().string()] = readFile(file.path());
-    std::vector<std::string> contents{""};
-    for (const auto& [name, content] : files)
-        contents.push_back(content);
-    return contents;
+std::string readFile(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+Texts keptInputs(const std::filesystem::path& corpus) {
+    if (std::filesystem::is_regular_file(corpus)) return {readFile(corpus)};
+    std::set<std::filesystem::path> files;
+    for (const auto& file : std::filesystem::directory_iterator(corpus / target))
+        files.insert(file.path());
+    Texts texts{""};
+    for (const auto& file : files)
+        texts.push_back(readFile(file));
+    return texts;
 }
 
 // A word a line, with \xNN.
-std::vector<std::string> dictionary(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::vector<std::string> words;
-    for (std::string line; std::getline(file, line);) {
+Texts dictionary(const std::filesystem::path& corpus) {
+    std::ifstream file(corpus / "dictionary.txt", std::ios::binary);
+    Texts words;
+    for (std::string line; std::getline(file, line); words.push_back(line)) {
         for (std::size_t at = 0; (at = line.find("\\x", at)) != std::string::npos; ++at)
             line.replace(at, 4, 1, static_cast<char>(std::stoi(line.substr(at + 2, 2), nullptr, 16)));
-        words.push_back(line);
     }
     return words;
 }
 
-struct Limits {
-    std::size_t runs;
-    Clock::duration time;
-    std::uint64_t seed;
-};
-
-bool run(const Target& target, std::vector<std::string> kept, const std::vector<std::string>& words, Limits limits) {
-    Inputs inputs(std::move(kept), words, hash(target.name, limits.seed));
-    const auto start = Clock::now();
-    std::uint64_t digest = hash("");
-    std::size_t runs = 0;
-    for (; runs < limits.runs && Clock::now() - start < limits.time; ++runs) {
-        std::string answer;
-        if (!ask(target, inputs.next(), answer)) return false;
-        digest = hash(answer, digest * 31);
-        inputs.learn(now.input, answer);
+// False for a broken promise, which has been reported.
+bool ask(const Target& one, std::string& answer) {
+    since = Clock::now();
+    try {
+        answer = one.ask(input);
+    } catch (const Broken& broken) {
+        return report(broken.promise);
+    } catch (const std::exception& error) {
+        return report(error.what());
     }
-    const auto seconds = std::chrono::duration<double>(Clock::now() - start).count();
-    std::printf("%-14s %9zu runs, digest %016llx, %.0f a second\n", target.name, runs,
-                static_cast<unsigned long long>(digest), static_cast<double>(runs) / seconds);
-    std::fflush(stdout);
+    since = Clock::time_point::max();
     return true;
 }
 
-std::vector<Target> allTargets() {
-    std::vector<Target> all;
-    for (const auto some : {textTargets(), fileTargets()})
-        all.insert(all.end(), some.begin(), some.end());
-    return all;
-}
-
-bool askAlone(const std::filesystem::path& file) {
-    auto name = file.filename().string();
-    name = name.starts_with("crash-") ? name.substr(6, name.rfind('-') - 6) : file.parent_path().filename().string();
-    for (const auto& target : allTargets()) {
+bool run(const Target& one, Inputs inputs, std::size_t most, std::chrono::seconds time) {
+    const auto start = Clock::now();
+    std::uint64_t digest = hash("");
+    std::size_t runs = 0;
+    for (; runs < most && Clock::now() - start < time; ++runs) {
         std::string answer;
-        if (name != target.name || !ask(target, readFile(file), answer)) continue;
-        std::printf("%s: %s\n", target.name, answer.c_str());
-        return true;
+        input = inputs.next();
+        if (!ask(one, answer)) return false;
+        digest = hash(answer, digest * 31);
+        inputs.learn(answer);
     }
-    return false;
+    const std::chrono::duration<double> took = Clock::now() - start;
+    std::cout << std::format("{:18} {} runs, digest {:016x}, {:.0f} a second", target, runs, digest,
+                             static_cast<double>(runs) / took.count())
+              << std::endl;
+    return true;
 }
 
-// Which targets, each with its number of runs.
-std::vector<std::pair<Target, std::size_t>> chosen(std::span<char* const> names, std::size_t runs) {
-    std::vector<std::pair<Target, std::size_t>> targets;
-    for (const auto& target : allTargets()) {
-        const auto length = std::strlen(target.name);
-        for (const std::string_view name : names) {
-            if (!name.starts_with(target.name) || (name.size() > length && name[length] != '=')) continue;
-            targets.push_back({target, name.size() > length ? std::stoul(std::string(name.substr(length + 1))) : runs});
+bool runNamed(std::string_view name, std::span<const std::string> arguments) {
+    const auto words = dictionary(arguments[0]);
+    const auto equals = std::min(name.find('='), name.size());
+    const auto most = equals < name.size() ? std::stoull(std::string(name.substr(equals + 1))) : SIZE_MAX;
+    for (const auto targets : {textTargets(), fileTargets()}) {
+        for (const auto& one : targets) {
+            if (name.substr(0, equals) != one.name) continue;
+            target = one.name;
+            return run(one, {keptInputs(arguments[0]), words, std::stoull(arguments[1])}, most,
+                       std::chrono::seconds(std::stoi(arguments[2])));
         }
-        if (names.empty()) targets.push_back({target, runs});
     }
-    return targets;
-}
-
-bool runAll(const std::filesystem::path& corpus, std::span<char* const> arguments) {
-    std::map<std::string_view, std::size_t> options{{"--seconds", 0}, {"--runs", SIZE_MAX}, {"--seed", 1}};
-    for (; arguments.size() > 1 && options.contains(arguments[0]); arguments = arguments.subspan(2))
-        options[arguments[0]] = std::stoull(arguments[1]);
-    const auto targets = chosen(arguments, options["--runs"]);
-    const auto share = Clock::duration(std::chrono::seconds(static_cast<int>(options["--seconds"]))) /
-                       std::max(static_cast<int>(targets.size()), 1);
-    const auto words = dictionary(corpus / "dictionary.txt");
-    bool kept = !targets.empty();
-    for (const auto& [target, runs] : targets) {
-        const Limits limits{runs, share.count() != 0 ? share : Clock::duration::max(), options["--seed"]};
-        kept &= run(target, filesIn(corpus / target.name), words, limits);
-    }
-    return kept;
+    std::cout << "no target " << name << std::endl;
+    return false;
 }
 
 } // namespace
 
 std::wstring wide(std::string_view input) {
-    if (input.starts_with("\xFF\xFE")) {
-        std::wstring raw(input.size() / 2 - 1, L'\0');
-        std::memcpy(raw.data(), input.data() + 2, raw.size() * sizeof(wchar_t));
-        return raw;
-    }
     if (auto text = win32::toWide(input); !text.empty()) return text;
-    std::wstring bytes;
-    for (const unsigned char byte : input)
-        bytes += static_cast<wchar_t>(byte);
-    return bytes;
+    if (!input.starts_with("\xFF\xFE")) return {input.begin(), input.end()};
+    std::wstring raw(input.size() / 2 - 1, L'\0');
+    std::memcpy(raw.data(), input.data() + 2, raw.size() * sizeof(wchar_t));
+    return raw;
 }
 
 std::string text(std::string_view input) { return win32::toUtf8(wide(input)); }
@@ -286,11 +216,11 @@ std::vector<std::string_view> pieces(std::string_view input, std::size_t least) 
 
 } // namespace fuzz
 
-int main(int count, char** arguments) {
-    if (count < 2) return 2;
+int main(int count, char** values) {
+    const std::vector<std::string> arguments(values + 1, values + count);
     fuzz::watch();
-    const bool folder = std::filesystem::is_directory(arguments[1]);
-    const bool kept =
-        folder ? fuzz::runAll(arguments[1], std::span(arguments + 2, arguments + count)) : fuzz::askAlone(arguments[1]);
+    bool kept = arguments.size() > 3;
+    for (std::size_t i = 3; i < arguments.size(); ++i)
+        kept &= fuzz::runNamed(arguments[i], arguments);
     return kept ? 0 : 1;
 }

@@ -1,11 +1,4 @@
-"""Asks the parsers with kept inputs and mutations of them, through two builds: `./dev fuzz`.
-
-    ./dev fuzz [--seconds N] [--seed N] [TARGET ...]    N seconds in all (60); another seed each time, unless it is given
-    ./dev fuzz --runs N [TARGET ...]                    N inputs a target, of the seed 1
-    ./dev fuzz FILE                                     a file of tests/fuzz/corpus, or build/fuzz/crash-...: that input alone
-
-What breaks a promise, or is answered differently by the two builds, ends it with 1.
-"""
+"""Asks the parsers with kept inputs and mutations of them, through two builds: `./dev fuzz`."""
 
 import argparse
 import os
@@ -23,40 +16,39 @@ from run_all import wine_prefix  # noqa: E402
 
 
 def ask(program, *arguments):
-    """Whether it ended well, and what it said; through a file, since Wine's services outlive it."""
+    """Whether it ended well, and what each target came to. Its output goes to a file: Wine's services outlive it."""
     folder = BUILD / "fuzz"
     folder.mkdir(parents=True, exist_ok=True)
-    log = folder / f"{program}-{os.getpid()}.txt"
-    with open(log, "w") as output:
-        status = subprocess.call(["wine", str(BUILD / "tests" / "fuzz" / f"{program}.exe"), *map(str, arguments)],
-                                 cwd=folder, stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT,
-                                 env={**os.environ, "WINEPREFIX": str(wine_prefix())})
-    said = log.read_text(errors="replace")
-    log.unlink()
-    print(said, end="", flush=True)
-    return status == 0, dict(re.findall(r"^(\w+) +(\d+ runs, digest \w+)", said, re.MULTILINE))
+    with open(folder / f"{program}.txt", "w+") as output:
+        status = subprocess.call(["wine", BUILD / "tests" / "fuzz" / f"{program}.exe", *map(str, arguments)], cwd=folder,
+                                 stdout=output, env={**os.environ, "WINEPREFIX": str(wine_prefix())})
+        output.seek(0)
+        said = output.read()
+    print(f"{program}:\n{said}", end="", flush=True)
+    return status == 0, re.findall(r"^(\w+) +(\d+) runs, digest (\w+)", said, re.MULTILINE)
 
 
 def main():
-    parser = argparse.ArgumentParser(usage=__doc__)
-    parser.add_argument("--seconds", type=int, default=60)
-    parser.add_argument("--seed", type=int)
-    parser.add_argument("--runs", type=int)
-    parser.add_argument("what", nargs="*")
+    parser = argparse.ArgumentParser("./dev fuzz")
+    parser.add_argument("--seconds", type=int, default=60, help="in all, for both builds")
+    parser.add_argument("--runs", type=int, help="of each target, instead of a time")
+    parser.add_argument("--seed", type=int, default=int(time.time()))
+    parser.add_argument("what", nargs="*", help="targets (all), or a file of tests/fuzz/corpus or build/fuzz")
     options = parser.parse_args()
+    targets = options.what or sorted(folder.name for folder in CORPUS.iterdir() if folder.is_dir())
+    corpus, runs, seconds = CORPUS, options.runs, max(1, options.seconds // 2 // len(targets))
     if options.what and Path(options.what[0]).is_file():
-        return 0 if ask("fuzz", Path(options.what[0]).resolve())[0] else 1
-    seed = options.seed or (1 if options.runs else int(time.time()))
-    limit = ["--runs", options.runs] if options.runs else ["--seconds", (options.seconds + 1) // 2]
-    print(f"seed {seed}; with traps and assertions:", flush=True)
-    kept, answers = ask("fuzz", CORPUS, *limit, "--seed", seed, *options.what)
-    print("as shipped:", flush=True)
-    same = [f"{target}={answer.split()[0]}" for target, answer in answers.items()]
-    kept_again, others = ask("fuzz_plain", CORPUS, "--seed", seed, *same) if same else (False, {})
-    different = [target for target in answers if answers[target] != others.get(target)]
+        corpus, runs = Path(options.what[0]).resolve(), 1
+        name = re.fullmatch(r"crash-(\w+)-\w+", corpus.name)
+        targets = [name[1] if name else corpus.parent.name]
+    print(f"seed {options.seed}", flush=True)
+    limited = [f"{target}={runs}" for target in targets] if runs else targets
+    kept, answers = ask("fuzz", corpus, options.seed, 3600 if runs else seconds, *limited)
+    plain, others = ask("fuzz_plain", corpus, options.seed, 3600, *(f"{target}={count}" for target, count, _ in answers))
+    different = set(answers) ^ set(others)
     if different:
-        print("answered differently: " + ", ".join(different))
-    return 0 if kept and kept_again and not different else 1
+        print("answered differently: " + ", ".join(sorted({target for target, *_ in different})))
+    return 0 if kept and plain and not different else 1
 
 
 if __name__ == "__main__":

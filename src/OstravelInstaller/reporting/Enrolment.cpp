@@ -3,6 +3,7 @@
 #include "OstravelInstaller/context/RunContext.h"
 #include "ProductLib/InstallerEvents.h"
 #include "libkelvane/HttpLibrary.h"
+#include "libkelvane/JsonUtils.h"
 #include "libkelvane/ProxyUtilities.h"
 #include "libwin32/Text.h"
 
@@ -47,8 +48,7 @@ std::optional<ManagementSite> siteFromToken(std::string_view token) {
     if (token.size() > longestToken) return std::nullopt;
     try {
         const auto bytes = utility::conversions::from_base64(win32::toWide(token));
-        const auto object =
-            web::json::value::parse(win32::toWide({reinterpret_cast<const char*>(bytes.data()), bytes.size()}));
+        const auto object = JsonUtils::parse({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
         if (!object.is_object()) return std::nullopt;
         const auto server = stringMember(object, L"url");
         const auto siteKey = stringMember(object, L"site_key");

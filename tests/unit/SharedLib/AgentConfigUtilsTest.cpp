@@ -35,6 +35,7 @@ TEST_F(AgentConfig, FieldErrorsNameTheField) {
         {R"({"_uid":"a\u0000","_vdi":true})", "_uid field holds a control character", ""},
         {R"({"_uid":"\u007F","_vdi":true})", "_uid field holds a control character", ""},
         {R"({"_uid":"\u00e9\u0080","_vdi":true})", "", ""},
+        {"{\"_uid\":\"\xEF\xBF\xBF\",\"_vdi\":true}", "", ""},
         {R"(["_uid","_vdi"])", "_uid field does not exist", "_vdi field does not exist"},
         {"null", "_uid field does not exist", "_vdi field does not exist"}};
     for (const auto& [content, uidError, vdiError] : cases) {

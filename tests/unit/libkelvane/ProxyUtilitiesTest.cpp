@@ -24,7 +24,7 @@ TEST(ProxyUtilities, EveryFormHasItsLogTextAndOthersAreRefused) {
     EXPECT_EQ(ProxyToString(std::nullopt), L"<null>");
     EXPECT_EQ(ParseProxyConfiguration(L"user,my entry").credentialName, L"my entry");
     EXPECT_THROW(ParseProxyConfiguration(L" "), std::runtime_error);
-    for (const auto* text : {L"a b", L"http://", L":", L"pac,"})
+    for (const auto* text : {L"a b", L"http://", L":", L"proxy::", L"pac,"})
         EXPECT_THROW(ParseProxyConfiguration(text), std::exception) << text;
 }
 
