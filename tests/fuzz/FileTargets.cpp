@@ -63,17 +63,16 @@ std::set<std::string> filesIn(const std::filesystem::path& folder) {
 }
 
 std::string askArchive(std::string_view input) {
-    const auto out = scratch() / L"below" / L"out";
+    static const auto top = scratch() / L"archive", out = top / L"below" / L"out";
     FileUtilities::createDirectories(out);
-    FileUtilities::writeFile(scratch() / L"archive.zip", input);
-    const auto before = filesIn(scratch());
-    const auto zip = openForReading(scratch() / L"archive.zip");
+    FileUtilities::writeFile(top / L"zip", input);
+    const auto zip = openForReading(top / L"zip");
     auto answer = answerOf([&] { return std::string(UnzipFile(zip.get(), out) ? "whole" : "broken"); });
-    for (const auto& file : filesIn(out))
+    const auto unpacked = filesIn(out);
+    for (const auto& file : unpacked)
         answer += "\n" + file;
-    FileUtilities::deleteDirectory(out);
-    FileUtilities::createDirectories(out);
-    require(filesIn(scratch()) == before, "nothing is written outside the destination");
+    if (!unpacked.empty()) FileUtilities::deleteDirectory(out);
+    require(filesIn(top).size() == (unpacked.empty() ? 3 : 2), "nothing is written outside the destination");
     return answer;
 }
 
