@@ -1,11 +1,11 @@
 """A payload of a given size, half of it compressible, and the executable with it."""
 
 import random
-import shutil
 import struct
-import subprocess
+import zipfile
 
-from harness import BUILD, TOP
+from harness import BUILD
+from payload import PARTS, carried
 
 INSTALLER = BUILD / "OstravelInstaller.exe"
 SECTION_HEADER = struct.Struct("<8sIIIIIIHHI")
@@ -21,14 +21,12 @@ def log_text(size):
 
 
 def make_archive(folder, size):
-    """The sample payload and two more files of `size` bytes in all, packed as the product's payload is."""
+    """The sample payload and two more files of `size` bytes in all, which no packer would take."""
     archive = folder / "payload.zip"
-    content = folder / "content"
-    shutil.copytree(BUILD / "payload", content)
-    (content / "random.bin").write_bytes(random.Random(2).randbytes(size // 2))
-    (content / "text.bin").write_bytes(log_text(size // 2))
-    subprocess.run([TOP / "sample" / "pack_payload.sh", content, archive], check=True)
-    shutil.rmtree(content)
+    more = {"random.bin": random.Random(2).randbytes(size // 2), "text.bin": log_text(size // 2)}
+    with zipfile.ZipFile(archive, "w", zipfile.ZIP_DEFLATED, compresslevel=9) as file:
+        for name, content in (PARTS | more).items():
+            file.writestr(name, content)
     return archive
 
 
@@ -41,7 +39,7 @@ def make_executable(archive, place):
     section_alignment = struct.unpack_from("<I", image, optional + 32)[0]
     headers = optional + optional_size
     sections = [SECTION_HEADER.unpack_from(image, headers + 40 * at) for at in range(count)]
-    built = (BUILD / "payload.zip").stat().st_size
+    built = len(carried(bytes(image)))
     _, _, address, size, start, *_ = next(one for one in sections if one[0].startswith(b".rsrc"))
     entry = image.index(struct.pack("<II", built, 0), start, start + size) - 4
 

@@ -6,6 +6,8 @@ add_library(ostravel_settings INTERFACE)
 target_compile_definitions(ostravel_settings INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN
     _WIN32_WINNT=0x0A00 NTDDI_VERSION=0x0A000007)
 target_compile_options(ostravel_settings INTERFACE -ffunction-sections -fdata-sections
+    # Functions and lines, for the file of symbols: programs are linked without.
+    -g1
     # No path of the building machine stays in the program.
     -ffile-prefix-map=${CMAKE_SOURCE_DIR}/= -ffile-prefix-map=${CMAKE_BINARY_DIR}/=)
 target_link_options(ostravel_settings INTERFACE -static -Wl,--gc-sections)
@@ -38,14 +40,17 @@ function(ostravel_library name)
     target_link_libraries(${name} PUBLIC ostravel_settings ${ARGN})
 endfunction()
 
-# ostravel_delay_loading(NAME): the program takes the libraries of toolchain/delay-loaded.txt when it first calls them. An
+# ostravel_delay_loading(NAME [WITH_SYMBOLS]): the program takes the libraries of toolchain/delay-loaded.txt when it first calls them. An
 # exception passes through all of it: GNU ld keeps the unwind data of the whole standard library.
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
 function(ostravel_delay_loading name)
     set(finish ${CMAKE_SOURCE_DIR}/cmake/finish_image.py)
     set(map ${CMAKE_BINARY_DIR}/${name}.map)
     target_link_directories(${name} BEFORE PRIVATE ${target_libraries}/delay)
-    target_link_options(${name} PRIVATE -s -Wl,--no-insert-timestamp -Wl,-Map=${map}
+    if(NOT "WITH_SYMBOLS" IN_LIST ARGN)
+        target_link_options(${name} PRIVATE -s)
+    endif()
+    target_link_options(${name} PRIVATE -Wl,--no-insert-timestamp -Wl,-Map=${map}
         -Wl,--dynamicbase -Wl,--nxcompat -Wl,--high-entropy-va -Wl,--tsaware
         -Wl,--major-os-version=6 -Wl,--minor-os-version=0 -Wl,--major-subsystem-version=6 -Wl,--minor-subsystem-version=0)
     set_property(TARGET ${name} APPEND PROPERTY LINK_DEPENDS ${finish})

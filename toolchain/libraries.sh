@@ -70,5 +70,18 @@ for dll in $(cat /toolchain/delay-loaded.txt); do
     $target-dlltool -d $work/$dll.def -y lib$dll.a
 done
 
+# What a release tells of what was linked: each source archive with its hash, and licences that no installed package holds.
+cd $work
+mkdir -p $prefix/licences
+cat cpprest/license.txt cpprest/ThirdPartyNotices.txt >$prefix/licences/cpprest
+sed -n '1,/^ *\*\/ *$/p' zlib/contrib/minizip/unzip.h >$prefix/licences/minizip
+test "$(wc -l <$prefix/licences/minizip)" -gt 20
+# In an empty folder: archives that lie there already are not listed.
+mkdir listed && cd listed
+for source in $(cat /toolchain/sources.txt); do
+    apt-get source --print-uris --only-source $source | sed -n "s/^'.*' \(.*\) [0-9]* SHA256:\(.*\)/$source \1 \2/p"
+done >$prefix/sources
+for source in $(cat /toolchain/sources.txt); do grep -q "^$source .*\.orig\.tar" $prefix/sources; done
+
 cd /
 rm -rf $work

@@ -1,5 +1,6 @@
 #include "SharedLib/InstallationUtils.h"
 
+#include "ProductLib/AgentProduct.h"
 #include "ProductLib/AgentRegKeys.h"
 #include "ProductLib/InstallerEvents.h"
 #include "SharedLib/AgentPaths.h"
@@ -17,7 +18,6 @@ namespace {
 using bst::logEvent;
 using bst::LogLevel;
 
-constexpr const wchar_t* upgradeCode = L"{95B9AB60-3BED-4C47-AFC0-E5876A75512A}";
 constexpr std::size_t productCodeLength = 38;
 
 bool isInstalled(const wchar_t* product, MSIINSTALLCONTEXT context) {
@@ -80,7 +80,7 @@ std::vector<std::wstring> relatedProducts() {
     std::vector<std::wstring> products;
     wchar_t product[productCodeLength + 1];
     for (DWORD index = 0;; ++index) {
-        const UINT result = MsiEnumRelatedProductsW(upgradeCode, 0, index, product);
+        const UINT result = MsiEnumRelatedProductsW(agentUpgradeCode.data(), 0, index, product);
         if (result == ERROR_NO_MORE_ITEMS) return products;
         if (result != ERROR_SUCCESS) win32::throwWin32("MsiEnumRelatedProductsW", result);
         if (!isUsersOwn(product)) products.emplace_back(product);

@@ -43,6 +43,17 @@ public:
         return verdict;
     }
 
+    // The name in the certificate of the first signature.
+    std::wstring signer() const {
+        auto* provider = WTHelperProvDataFromStateData(data_.hWVTStateData);
+        auto* chain = provider ? WTHelperGetProvSignerFromChain(provider, 0, FALSE, 0) : nullptr;
+        const auto* certificate = chain ? WTHelperGetProvCertFromChain(chain, 0) : nullptr;
+        if (!certificate) return {};
+        wchar_t name[256];
+        CertGetNameStringW(certificate->pCert, CERT_NAME_SIMPLE_DISPLAY_TYPE, 0, nullptr, name, 256);
+        return name;
+    }
+
 private:
     LONG call() {
         GUID action = WINTRUST_ACTION_GENERIC_VERIFY_V2;
@@ -62,6 +73,12 @@ bool isSignerTrusted(const std::filesystem::path& file) {
     if (verdict == ERROR_SUCCESS) return true;
     userLog(win32::TraceLevel::Error, std::format("signer not trusted: {:#x}", static_cast<std::uint32_t>(verdict)));
     return false;
+}
+
+Signature signatureOf(const std::filesystem::path& file) {
+    TrustQuery query(file.c_str());
+    const auto verdict = static_cast<std::uint32_t>(query.run());
+    return {verdict, query.signer()};
 }
 
 } // namespace kelvane::authenticode

@@ -18,9 +18,17 @@ def archive(parts):
     return packed.getvalue()
 
 
+def carried(program):
+    """The archive in an installer: the last one that a list of entries ends."""
+    end = program.rindex(b"PK\5\6")
+    size, offset = struct.unpack_from("<II", program, end + 12)
+    return program[end - size - offset:end + 22]
+
+
 def executable(payload):
     """Puts the archive in place of the built one, which must be longer, and its size into the resource directory."""
-    built, program = (BUILD / "payload.zip").read_bytes(), (BUILD / "OstravelInstaller.exe").read_bytes()
+    program = (BUILD / "OstravelInstaller.exe").read_bytes()
+    built = carried(program)
     assert len(payload) <= len(built) and program.count(built) == 1
     size_and_code_page = struct.pack("<II", len(built), 0)
     assert program.count(size_and_code_page) == 1

@@ -3,7 +3,7 @@
 #include "ProductLib/AgentRegKeys.h"
 #include "ProductLib/InstallerEvents.h"
 #include "libwin32/ComPtr.h"
-#include "libwin32/Handles.h"
+#include "libwin32/MsiHandle.h"
 #include "libwin32/Win32Error.h"
 
 #include <windows.h>
@@ -16,12 +16,7 @@
 namespace kelvane::bst {
 namespace {
 
-struct MsiTraits {
-    using Type = MSIHANDLE;
-    static bool isValid(MSIHANDLE handle) { return handle != 0; }
-    static void close(MSIHANDLE handle) { MsiCloseHandle(handle); }
-};
-using UniqueMsi = win32::UniqueResource<MsiTraits>;
+using win32::UniqueMsi;
 
 void checkMsi(UINT result, const char* call) {
     if (result != ERROR_SUCCESS) win32::throwWin32(call, result);

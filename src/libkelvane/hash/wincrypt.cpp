@@ -8,6 +8,7 @@
 #include <wincrypt.h>
 
 #include <array>
+#include <span>
 
 namespace kelvane::hash {
 namespace {
@@ -24,29 +25,51 @@ struct HashTraits {
     static void close(HCRYPTHASH hash) { CryptDestroyHash(hash); }
 };
 
+// A hash of that kind in the making.
+class Hash {
+public:
+    explicit Hash(ALG_ID algorithm) {
+        win32::check(CryptAcquireContextW(provider_.put(), nullptr, nullptr, PROV_RSA_AES, CRYPT_VERIFYCONTEXT),
+                     "CryptAcquireContext");
+        win32::check(CryptCreateHash(provider_.get(), algorithm, 0, 0, hash_.put()), "CryptCreateHash");
+    }
+
+    void add(const void* data, std::size_t size) {
+        win32::check(CryptHashData(hash_.get(), static_cast<const BYTE*>(data), static_cast<DWORD>(size), 0),
+                     "CryptHashData");
+    }
+
+    std::wstring text() const {
+        std::array<BYTE, 32> digest{};
+        DWORD size = static_cast<DWORD>(digest.size());
+        win32::check(CryptGetHashParam(hash_.get(), HP_HASHVAL, digest.data(), &size, 0), "CryptGetHashParam");
+        std::wstring text;
+        for (const BYTE byte : std::span(digest).first(size)) {
+            constexpr std::wstring_view digits = L"0123456789abcdef";
+            text += digits[byte >> 4];
+            text += digits[byte & 15];
+        }
+        return text;
+    }
+
+private:
+    win32::UniqueResource<ProviderTraits> provider_;
+    win32::UniqueResource<HashTraits> hash_;
+};
+
 } // namespace
 
 std::wstring sha1OfTexts(const std::vector<std::wstring>& texts) {
-    win32::UniqueResource<ProviderTraits> provider;
-    win32::check(CryptAcquireContextW(provider.put(), nullptr, nullptr, PROV_RSA_AES, CRYPT_VERIFYCONTEXT),
-                 "CryptAcquireContext");
-    win32::UniqueResource<HashTraits> hash;
-    win32::check(CryptCreateHash(provider.get(), CALG_SHA1, 0, 0, hash.put()), "CryptCreateHash");
-    for (const std::wstring& text : texts) {
-        win32::check(CryptHashData(hash.get(), reinterpret_cast<const BYTE*>(text.data()),
-                                   static_cast<DWORD>(text.size() * sizeof(wchar_t)), 0),
-                     "CryptHashData");
-    }
-    std::array<BYTE, 20> digest{};
-    DWORD size = static_cast<DWORD>(digest.size());
-    win32::check(CryptGetHashParam(hash.get(), HP_HASHVAL, digest.data(), &size, 0), "CryptGetHashParam");
-    std::wstring text;
-    for (const BYTE byte : digest) {
-        constexpr std::wstring_view digits = L"0123456789abcdef";
-        text += digits[byte >> 4];
-        text += digits[byte & 15];
-    }
-    return text;
+    Hash hash(CALG_SHA1);
+    for (const std::wstring& text : texts)
+        hash.add(text.data(), text.size() * sizeof(wchar_t));
+    return hash.text();
+}
+
+std::wstring sha256OfBytes(std::string_view bytes) {
+    Hash hash(CALG_SHA_256);
+    hash.add(bytes.data(), bytes.size());
+    return hash.text();
 }
 
 } // namespace kelvane::hash
