@@ -71,7 +71,8 @@ private:
 inline Run run(const std::wstring& arguments, const Path& program = installer(), HANDLE job = nullptr) {
     return Started(arguments, program, job).wait();
 }
-// Runs a program of the system directory; throws std::runtime_error with what it printed unless it ends with 0.
+// Runs a program, of the system directory unless it is named by its whole path; throws std::runtime_error with what it
+// printed unless it ends with 0.
 void command(const wchar_t* program, const std::wstring& arguments);
 
 bool comesTrue(const auto& condition, std::chrono::seconds limit) {

@@ -113,8 +113,8 @@ DWORD PeImage::checksum() const {
     std::uint64_t sum = 0;
     for (std::size_t offset = 0; offset < file_.size(); offset += sizeof(std::uint16_t)) {
         if (offset == field || offset == field + sizeof(std::uint16_t)) continue;
-        const auto high = offset + 1 < file_.size() ? static_cast<std::uint8_t>(file_[offset + 1]) : 0;
-        sum += static_cast<std::uint8_t>(file_[offset]) | high << 8;
+        const auto high = offset + 1 < file_.size() ? static_cast<std::uint8_t>(file_[offset + 1]) : std::uint8_t{0};
+        sum += static_cast<std::uint8_t>(file_[offset]) + std::uint64_t{high} * 0x100;
     }
     while (sum >> 16 != 0)
         sum = (sum & 0xFFFF) + (sum >> 16);

@@ -23,9 +23,11 @@ constexpr std::size_t alignment = 4;
 
 std::wstring keyAt(std::string_view bytes, std::size_t offset) {
     std::wstring key;
-    for (; const auto character = valueAt<wchar_t>(bytes, offset); offset += sizeof(wchar_t))
+    while (true) {
+        const auto character = valueAt<wchar_t>(bytes, offset + key.size() * sizeof(wchar_t));
+        if (character == L'\0') return key;
         key += character;
-    return key;
+    }
 }
 
 Block readBlock(std::string_view bytes) {
