@@ -100,7 +100,8 @@ def protection_stays(after):
 
 
 def a_failure_is_named(after):
-    if after.code == after.journey.healthy or after.code in UNTOLD:
+    begun = "Hello From OstravelInstaller!" in after.run.event_names
+    if after.code == after.journey.healthy or after.code in UNTOLD or not begun:
         return None
     if not after.run.errors and not after.run.printed.strip():
         return "nothing says why"

@@ -36,8 +36,8 @@ ERRORS = (("NtCreateFile", 0xC0000022), ("NtQueryKey", 0xC0000034), ("RtlGetVers
           ("CoCreateInstance", HRESULT + SERVER_GONE), ("Co", HRESULT + 14), ("SHGet", HRESULT + 5),
           ("get_", HRESULT + SERVER_GONE), ("put_", HRESULT + SERVER_GONE), ("Msi", 1601), ("BCrypt", 0xC0000017),
           ("ISAS", 0), ("", ACCESS_DENIED))
-# A clock cannot fail.
-UNTOUCHED = ("GetTickCount64", "GetLocalTime", "GetSystemTimeAsFileTime")
+# A clock cannot fail, and a handle that is not closed keeps what Windows would let go of.
+UNTOUCHED = ("GetTickCount64", "GetLocalTime", "GetSystemTimeAsFileTime", "CloseServiceHandle")
 TASK_METHODS = ("Connect", "NewTask", "GetFolder", "CreateFolder", "GetTask", "DeleteTask", "RegisterTaskDefinition", "Create",
                 "SetSecurityDescriptor")
 MOMENTS = ("EventWriteTransfer", "CreateFileW", "NtCreateFile", "WriteFile", "MoveFileExW", "DeleteFileW", "CreateDirectoryW",
