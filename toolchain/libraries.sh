@@ -38,6 +38,10 @@ sed -i 's/_MSC_VER >= 1900/1/' cpprest/Release/include/cpprest/details/cpprest_c
 sed -i 's/new char\[\(fInfo->m_bufsize[^]]*\)\]/new char[static_cast<size_t>(\1)]/
         s/safeCount\.Max(\([^;]*\));/safeCount.Max(static_cast<size_t>(\1));/' \
     cpprest/Release/src/streams/fileio_win32.cpp
+# With pieces of a size of our own for a request's body, the first answer that comes in a smaller one would count as whole.
+sed -i 's/defaultChunkSize = .*is_default_chunksize();/defaultChunkSize = true;/' \
+    cpprest/Release/src/http/client/http_client_winhttp.cpp
+grep -q 'defaultChunkSize = true;' cpprest/Release/src/http/client/http_client_winhttp.cpp
 cmake -S cpprest/Release -B cpprest-build -G Ninja \
     -DCMAKE_SYSTEM_NAME=Windows -DCMAKE_SYSTEM_VERSION=10 \
     -DCMAKE_C_COMPILER=$target-gcc-posix -DCMAKE_CXX_COMPILER=$target-g++-posix -DCMAKE_BUILD_TYPE=Release \

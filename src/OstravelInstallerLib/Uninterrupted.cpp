@@ -15,6 +15,9 @@ namespace {
 constexpr const wchar_t* windowClass = L"OstravelInstallerSessionEnd";
 constexpr const wchar_t* blockReason = L"Running Kelvane Installer";
 
+// For the window's thread, to begin and to end: nothing depends on it.
+constexpr DWORD longestMs = 5000;
+
 constexpr std::array controlNames{"Ctrl+C", "Ctrl+Break", "Close", "", "", "LogOff", "ShutDown"};
 
 void logRefused(const char* what) { logEvent(LogLevel::Error, "InterruptionRefused", {{"Interruption", what}}); }
@@ -48,11 +51,10 @@ HWND createWindow() {
 SessionEndGuard::SessionEndGuard() : thread_(CreateThread(nullptr, 0, &run, this, 0, &threadId_)) {
     win32::check(static_cast<bool>(thread_), "CreateThread");
     const HANDLE either[] = {ready_.handle(), thread_.get()};
-    WaitForMultipleObjects(2, either, FALSE, INFINITE);
+    WaitForMultipleObjects(2, either, FALSE, longestMs);
 }
 
 SessionEndGuard::~SessionEndGuard() {
-    constexpr DWORD longestMs = 5000;
     PostThreadMessageW(threadId_, WM_QUIT, 0, 0);
     WaitForSingleObject(thread_.get(), longestMs);
 }
