@@ -17,8 +17,9 @@ UNTOLD = {206, 1002, 2016, 2017}
 class After:
     """What happened and what is there."""
 
-    def __init__(self, machine, journey, run):
+    def __init__(self, machine, journey, run, killed=False):
         self.machine, self.journey, self.run, self.code = machine, journey, run, run.code
+        self.killed = killed  # an earlier run was
         self.tasks, self.product = machine.tasks, machine.products.get("Kelvane Agent")
 
     def lies(self, start):
@@ -81,7 +82,9 @@ def an_agent_is_there_or_comes(after):
 
 
 def nothing_is_left(after):
-    leftovers = after.lies("Run_") + after.lies("temp")
+    # A killed run's folder goes with the next ordinary run that finds no task.
+    waits = after.killed and (after.scheduled or after.journey.at_boot)
+    leftovers = [] if waits else after.lies("Run_") + after.lies("temp")
     # A copy that runs cannot go; the next ordinary run removes it.
     copies_that_may_be = 1 if after.scheduled or after.journey.at_boot else 0
     leftovers += after.copies[copies_that_may_be:] + ([] if after.scheduled else list(after.tasks))
@@ -119,6 +122,14 @@ INVARIANTS = (the_code_is_documented, the_result_file_agrees, success_is_true, a
               protection_stays, a_failure_is_named, the_identity_stays)
 
 
-def violations(machine, journey, run):
-    after = After(machine, journey, run)
-    return [f"{check.__name__}: {wrong}" for check in INVARIANTS if (wrong := check(after))]
+def it_went_on(after):
+    """A run after a killed one ends as on a healthy machine; or says that the agent is there already, or that it has no
+    token while the next boot has it."""
+    allowed = {after.journey.healthy, 0, 12, 103, 104, 1000} | ({2002} if after.whole_version else set())
+    if after.killed and after.code not in allowed | ({2008} if after.scheduled else set()):
+        return f"code {after.code}"
+
+
+def violations(machine, journey, run, killed=False):
+    after = After(machine, journey, run, killed)
+    return [f"{check.__name__}: {wrong}" for check in (*INVARIANTS, it_went_on) if (wrong := check(after))]

@@ -4,7 +4,8 @@
 
 Done points are kept in build/sweep/ for as long as the program stays the same, so that a sweep that was broken off goes
 on; --again begins anew. --sample takes N points, the same ones each time. With --kill the process ends at each event and
-each file, registry, process and task call; then the machine boots or somebody starts the program again, in turn.
+each file, registry, process and task call; then the machine boots, without what had not been flushed, or somebody starts the
+program again, in turn.
 """
 
 import argparse
@@ -19,7 +20,7 @@ from collections import Counter, defaultdict
 
 from machine import Machine
 
-from harness import BUILD
+from harness import BUILD, records_of
 from invariants import After, violations
 from journeys import JOURNEYS, SCALE, TASK
 from management import ManagementServer
@@ -108,12 +109,12 @@ class Worker:
         started.process.wait(180)
         self.machine.settle()
         if boots:
+            self.machine.lose(records_of(started.folder))
             return self.boot(journey)
         if journey.at_boot and TASK not in self.machine.tasks:
             return self.boot(journey)
         run = journey.start(self.machine, self.server).wait()
-        allowed = {journey.healthy, 0, 12, 103, 104, 1000}
-        return run.code, violations(self.machine, journey, run) + ([] if run.code in allowed else [f"again: {run.code}"])
+        return run.code, violations(self.machine, journey, run, killed=True)
 
     def boot(self, journey):
         """Nobody starts anything: the machine comes to an agent, old or new, when it had one or was to get it at boot."""

@@ -199,6 +199,8 @@ void forgetContinuation(RunContext& context) noexcept {
         if (!folder->empty()) removeCopy(*folder);
         folder->clear();
     }
+    // Now that nothing waits for a boot, what a killed run has left is nobody's.
+    removeStaleFolders(context.baseFolder, context.tempDir);
 }
 
 } // namespace kelvane::bst

@@ -105,11 +105,18 @@ std::optional<long long> injectedFault(std::string_view function, std::initializ
             Sleep(10);
         if (rule.manner == L"crash") RaiseException(static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION), 0, 0, nullptr);
         if (rule.manner == L"throw") throw 1;
-        if (rule.manner == L"kill") TerminateProcess(GetCurrentProcess(), 1);
+        if (rule.manner == L"kill") {
+            recordUnflushed();
+            TerminateProcess(GetCurrentProcess(), 1);
+        }
         code = rule.code;
     }
     if (code) Record("fault").add("call", name).add("code", *code);
     return code;
+}
+
+bool killsProgram() {
+    return std::ranges::any_of(rules(), [](const Rule& rule) { return rule.manner == L"kill"; });
 }
 
 std::wstring_view pathForRules(std::string_view function, HANDLE file) {

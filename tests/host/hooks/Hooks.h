@@ -32,6 +32,11 @@ struct Registration {
 // The code with which this call is to fail. Counts the call; holds it where the test scripted a pause.
 std::optional<long long> injectedFault(std::string_view function, std::initializer_list<std::wstring_view> texts);
 
+// Whether the test ends the program at some call.
+bool killsProgram();
+// Records what has been written and not flushed.
+void recordUnflushed();
+
 // The path of an open file; empty for what is none.
 std::wstring pathOf(HANDLE file);
 // The same where there are rules about this function, else empty. Good until the thread asks for another file.
