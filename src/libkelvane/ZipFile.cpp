@@ -146,13 +146,14 @@ bool ZipFile::extractData(const std::filesystem::path& output, std::uint64_t siz
 }
 
 bool ZipFile::copyData(HANDLE output, std::uint64_t size) {
-    char buffer[1024];
+    constexpr unsigned blockSize = 256 * 1024;
+    const auto block = std::make_unique<char[]>(blockSize);
     std::uint64_t total = 0;
     while (true) {
-        const int length = unzReadCurrentFile(archive_, buffer, sizeof buffer);
+        const int length = unzReadCurrentFile(archive_, block.get(), blockSize);
         // The reader itself stops at the declared size, and takes data that end before it for the end of the entry.
         if (length <= 0) return length == 0 && total == size;
-        writeAll(output, buffer, static_cast<std::size_t>(length));
+        writeAll(output, block.get(), static_cast<std::size_t>(length));
         total += static_cast<std::uint64_t>(length);
         tellProgress();
     }
