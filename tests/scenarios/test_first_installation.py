@@ -163,7 +163,7 @@ NO_INSTALLER = "There is no installer in the resources zip"
     (WHOLE.replace(payload.checksum(PACKAGE), b"\1\2\3\4"), "", NO_INSTALLER),
     (payload.archive(dict.fromkeys(["../KelvaneInstaller.msi", "C:/KelvaneInstaller.msi"], "")), "", NO_INSTALLER),
     (WHOLE, "WriteFile:1:112", "ExtractResourcesDiskFullException"),
-    (WHOLE, "WriteFile:9:112", "ExtractResourcesDiskFullException"),
+    (WHOLE, "WriteFile:2:112", "ExtractResourcesDiskFullException"),
     (WHOLE, "WriteFile:1:1450", "ExtractResourcesNoSystemResoucesException"),
     (WHOLE, "CreateFileW:1:5:KelvaneInstaller.msi", "ExtractResourcesFailedWithSystemError"),
     (WHOLE, "MsiEnumRelatedProductsW:*:1610", "RelatedProductsUnknown"),
