@@ -41,7 +41,7 @@ bool isSessionName(std::wstring_view name) {
 void stopSession(const std::wstring& name) {
     // Not every logman takes a flush together with a stop.
     const auto code = runLogman(win32::formatText(stopFormat, name));
-    if (code != 0U && code != DWORD{STILL_ACTIVE}) runLogman(win32::formatText(plainStopFormat, name));
+    if (code != 0U && code != STILL_ACTIVE) runLogman(win32::formatText(plainStopFormat, name));
 }
 
 void TraceSession::start(const std::wstring& outputPath, const std::function<void()>& beforeRetry) {
