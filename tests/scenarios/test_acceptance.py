@@ -5,7 +5,8 @@ import zipfile
 
 import pytest
 
-from harness import BUILD, HOST, text_of
+from harness import BUILD, HOST
+from runs import text_of
 from test_continuation import TASK
 
 PROGRAM = r"C:\Acceptance\acceptance.exe"

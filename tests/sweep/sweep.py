@@ -20,10 +20,11 @@ from collections import Counter, defaultdict
 
 from machine import Machine
 
-from harness import BUILD, records_of
+from harness import BUILD
 from invariants import After, violations
 from journeys import JOURNEYS, SCALE, TASK
 from management import ManagementServer
+from runs import records_of
 
 WORK = BUILD / "sweep"
 MALLOCS = (1, 10, 60, 300, 1000, 2000, 4000)
