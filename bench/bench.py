@@ -17,6 +17,7 @@ from harness import BUILD, MSIEXEC, Endpoint  # noqa: E402
 from management import ManagementServer  # noqa: E402
 from big_payload import INSTALLER, make_archive, make_executable  # noqa: E402
 from figures import Figures  # noqa: E402
+from wrapper import make_wrapper, package_properties, run_wrapper  # noqa: E402
 
 MIB = 1 << 20
 FOLDER = BUILD / "bench"
@@ -149,13 +150,33 @@ STEPS = {
 }
 
 
-def measure_installation(figures, server, runs=5):
-    pairs = [(first_installation(server.token), bare_installation()) for _ in range(runs)]
-    steps = [intervals(run, *STEPS.values()) for run, _ in pairs]
-    bare = [seconds for _, seconds in pairs]
-    whole = list(map(sum, steps))
-    figures.add("first installation", "s", whole, bare, "msiexec alone")
-    figures.add("first installation: overhead", "s", [one - other for one, other in zip(whole, bare)])
+def wrapped_installation(wrapper, properties):
+    return on_fresh_endpoint(lambda endpoint: sum(intervals(run_wrapper(endpoint, wrapper, properties))))
+
+
+def log_tool(run):
+    """Seconds that logman ran."""
+    started = [at for at, record in enumerate(run.records) if "logman.exe" in record.get("application", "")]
+    ended = [next(at for at in range(start, len(run.records)) if run.records[at].get("event") == "UserLog") for start in started]
+    return sum(run.times[end] - run.times[start] for start, end in zip(started, ended))
+
+
+def measure_installation(figures, server, runs=7):
+    ours, others = [], {}
+    wrappers = {name: make_wrapper(FOLDER, name) for name in ("zlib", "lzma")}
+    for _ in range(runs):
+        ours.append(first_installation(server.token))
+        others.setdefault("msiexec alone", []).append(bare_installation())
+        for name, wrapper in wrappers.items():
+            seconds = wrapped_installation(wrapper, package_properties(ours[-1]))
+            others.setdefault(f"NSIS wrapper ({name})", []).append(seconds)
+    steps = [intervals(run, *STEPS.values()) for run in ours]
+    tool = list(map(log_tool, ours))
+    figures.add("first installation", "s", list(map(sum, steps)), others["msiexec alone"], "msiexec alone")
+    without = [sum(one) - other for one, other in zip(steps, tool)]
+    for name, seconds in others.items():
+        figures.add(f"without logman, {name}", "s", without, seconds, name, at_most=1.5 if "zlib" in name else None)
+    figures.add("first installation: logman", "s", tool)
     for name, seconds in zip(STEPS, zip(*steps)):
         figures.add(f"first installation: {name}", "s", seconds)
 
