@@ -21,7 +21,7 @@ void refuseStillActive(std::uint32_t exitCode, const char* message) {
 }
 
 // With a window of ours the cleaner shares it: what is typed there to break off is not for the cleaner either.
-DWORD creationFlags(bool quiet) { return quiet ? CREATE_NO_WINDOW : CREATE_NEW_PROCESS_GROUP; }
+DWORD creationFlags(bool hideWindow) { return hideWindow ? CREATE_NO_WINDOW : CREATE_NEW_PROCESS_GROUP; }
 
 std::uint32_t takeDiagnostics(const std::filesystem::path& cleaner, const DiagnosticsOptions& options) {
     const auto commandLine = diagnosticsCommandLine(cleaner, options);
@@ -35,8 +35,8 @@ std::uint32_t takeDiagnostics(const std::filesystem::path& cleaner, const Diagno
 }
 
 // Whether the package's own version is among those left on the machine: its folder must go before it can be installed.
-bool isPackageVersionLeft(const RunContext& context) {
-    const AgentVersion version = context.payload.version();
+bool isPackageVersionLeft(const PayloadPackage& payload) {
+    const AgentVersion version = payload.version();
     const auto left = leftoverAgentVersions();
     if (left.empty()) logEvent(LogLevel::Verbose, "NoLeftoverAgentVersions");
     return std::ranges::find(left, version) != left.end();
@@ -44,14 +44,13 @@ bool isPackageVersionLeft(const RunContext& context) {
 
 } // namespace
 
-std::uint32_t runCleaner(const RunContext& context, const CleanerOptions& options) {
-    const auto cleaner = context.payload.cleaner();
+std::uint32_t runCleaner(const std::filesystem::path& cleaner, const CleanerOptions& options) {
     const auto commandLine = cleaningCommandLine(cleaner, options);
     logEvent(LogLevel::Verbose, "RunCleaner", {{"commandStr", commandLine}});
     const ProcessWait wait = options.checkStuckMonitor
                                  ? stuckMonitorWait({&isMonitorServiceRunning, &isMonitorPortDown})
                                  : ProcessWait(waitForProcess);
-    const StartOptions start{.program = cleaner, .creationFlags = creationFlags(context.cmdLine->quiet())};
+    const StartOptions start{.program = cleaner, .creationFlags = creationFlags(options.hideWindow)};
     const ElapsedTime progress(messages::waitingForCleaner);
     const auto exitCode = executeWithRetries(commandLine, [&] { return executeProcess(commandLine, wait, start); });
     refuseStillActive(exitCode, "cleaner is still running");
@@ -59,9 +58,9 @@ std::uint32_t runCleaner(const RunContext& context, const CleanerOptions& option
     return exitCode;
 }
 
-CleanerRun runAndClassifyCleaner(const RunContext& context, const CleanerOptions& options) {
-    return classifyCleaner(runCleaner(context, options), options.uninstallOnly,
-                           [&] { return isPackageVersionLeft(context); });
+CleanerRun runAndClassifyCleaner(const PayloadPackage& payload, const CleanerOptions& options) {
+    return classifyCleaner(runCleaner(payload.cleaner(), options), options.uninstallOnly,
+                           [&] { return isPackageVersionLeft(payload); });
 }
 
 InstallerResult runDiagnosticOnlyUsingCleaner(const std::filesystem::path& contentDirectory,

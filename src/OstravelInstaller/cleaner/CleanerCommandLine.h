@@ -10,6 +10,7 @@
 namespace kelvane::bst {
 
 struct CleanerOptions {
+    bool hideWindow = false;
     bool statelessUpgrade = false;
     std::optional<std::string> siteToken{}; // opaque
     bool diagnostics = false;

@@ -1,8 +1,8 @@
 #include "OstravelInstaller/context/FindAgent.h"
 
 #include "ProductLib/InstallerEvents.h"
-#include "SharedLib/AgentConfigUtils.h"
 #include "libkelvane/UserLog.h"
+#include "libwin32/Text.h"
 
 namespace kelvane::bst {
 namespace {
@@ -29,15 +29,17 @@ std::optional<std::string> readSiteToken(const std::filesystem::path& configDir)
 
 } // namespace
 
-void findAgent(RunContext& context) {
-    context.installedAgent = findInstalledAgent();
-    const auto& configDir = context.installedAgent.configDir;
-    if (!configDir) return;
-    context.managementSettings = readOptional(readManagementSettings, *configDir);
-    context.agentProxy = readOptional(readProxy, *configDir).value_or(std::nullopt);
-    context.installedSiteToken = readSiteToken(*configDir);
-    context.agentUid = readOptional(readAgentUid, *configDir);
-    context.isVdi = readOptional(readIsVdi, *configDir).value_or(false);
+Found findAgent(std::wstring_view fallbackSiteToken) {
+    Found found{.agent = findInstalledAgent()};
+    if (const auto& configDir = found.agent.configDir) {
+        found.managementSettings = readOptional(readManagementSettings, *configDir);
+        found.proxy = readOptional(readProxy, *configDir).value_or(std::nullopt);
+        found.siteToken = readSiteToken(*configDir);
+        found.agentUid = readOptional(readAgentUid, *configDir);
+        found.isVdi = readOptional(readIsVdi, *configDir).value_or(false);
+    }
+    if (!found.siteToken && !fallbackSiteToken.empty()) found.siteToken = win32::toUtf8(fallbackSiteToken);
+    return found;
 }
 
 } // namespace kelvane::bst

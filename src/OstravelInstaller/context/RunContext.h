@@ -1,31 +1,33 @@
 #pragma once
 
-#include "OstravelInstaller/context/BaseFolder.h"
-#include "OstravelInstaller/context/InstallerResult.h"
-#include "OstravelInstaller/context/PayloadPackage.h"
+#include "OstravelInstaller/context/Asked.h"
+#include "OstravelInstaller/context/Carried.h"
+#include "OstravelInstaller/context/FindAgent.h"
+#include "OstravelInstaller/context/PackageRun.h"
 #include "OstravelInstaller/context/ReinstallReason.h"
 #include "OstravelInstaller/context/TelemetryMetaData.h"
-#include "OstravelInstallerLib/CommandLineUtils.h"
-#include "SharedLib/AgentConfigUtils.h"
 
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <optional>
 #include <string>
 
+// What a run knows, in parts by who fills them. A unit takes the parts that it needs; the flows, which decide, and what
+// must carry a whole run over a reboot take them all.
 namespace kelvane::bst {
 
-// What came of a run of the agent's installer.
-struct PackageRun {
-    InstallerResult result;
-    std::uint32_t exitCode; // as the installer gave it
-    // What the package recorded of it: why it failed, and that it had begun to remove the old product.
-    std::optional<std::uint32_t> failureReason{};
-    bool removedExistingProducts = false;
+// What the flows have decided, for the package and the continuation. A run that goes on begins with what the one before
+// it had.
+struct Decided {
+    std::optional<ReinstallReason> reinstallReason;
+    bool downgradeDetected = false;
+    bool uwfMode = false;                    // preserved: the agent runs under the Unified Write Filter
+    std::optional<std::wstring> serverProxy; // preserved, or "none"; what the caller's own arguments say is not here
+    std::wstring msiArguments;               // what the package is given; every property added has a leading blank
+    std::optional<std::string> extraMsiText; // further properties for the package, passed on as they stand
 };
 
-// What is to run at the next boot, as far as it concerns this run.
+// What is to run at the next boot, as far as it concerns this run. Filled by continuation/ alone.
 struct Continuation {
     bool nothingFound = false;    // the task service has said that nothing was scheduled when the run began
     std::filesystem::path found;  // the folder of what was
@@ -38,52 +40,28 @@ struct Continuation {
     bool scheduled = false;       // it waits for the reboot
 };
 
-// All that one run knows; owned by the run driver, handed by reference to every flow.
-struct RunContext {
-    RunContext(const OstravelInstallerCmdLine& commandLine, const BaseFolder& base)
-        : cmdLine(commandLine), baseFolder(base) {}
-
-    const OstravelInstallerCmdLine& cmdLine;
-    const BaseFolder& baseFolder;
+// What came of the run so far, and what is told of it. Filled by the flows and, at the end, by RunDriver and FinishRun;
+// reporting/ reads it.
+struct Reported {
     TelemetryMetaData telemetry;
-    std::filesystem::path logFile;
-    std::function<bool()> flushLog; // what the log holds so far is in the file when it returns true
-
-    std::wstring tempDir; // the working directory; empty once it is removed
-    bool tempDirCreated = false;
-    bool tempDirIsFallback = false;
-    PayloadPackage payload;
-
-    InstalledAgentInfo installedAgent;
-    std::optional<std::string> installedSiteToken;        // the enrolment token of the installed agent, opaque
-    std::optional<std::string> agentUid;                  // the installed agent's identifier
-    std::optional<ManagementSettings> managementSettings; // the installed agent's, as last read
-    std::optional<std::string> agentProxy;                // the installed agent's, as last read
-    bool isVdi = false;
-    bool uwfMode = false;                    // preserved: the agent runs under the Unified Write Filter
-    std::optional<std::wstring> serverProxy; // preserved, or "none"; what the caller's own arguments say is not here
-    win32::UniqueHandle configBackup;        // the configuration backup that this run or the one before it made, held
-    std::wstring initiator;
-    std::optional<std::filesystem::path> alternativeInstaller;
-    std::wstring installationId;
-    std::wstring diagUid;
-    std::wstring msiArguments;               // what the package is given; every property added has a leading blank
-    std::optional<std::string> extraMsiText; // further properties for the package, passed on as they stand
-
-    std::optional<ReinstallReason> reinstallReason;
-    bool downgradeDetected = false;
-    bool installationDone = false;
     std::optional<PackageRun> lastPackage; // none before it has ended
-
-    Continuation continuation;
-    bool brokenOff = false; // by an exception: what the run, or its cleaning, came to is not known
-
+    bool installationDone = false;         // by this run's package
+    bool brokenOff = false;                // by an exception: what the run, or its cleaning, came to is not known
     bool dynamicMonitoringRebootAdvised = false;
     bool forceLogUpload = false;
     InstallerResult result = InstallerResult::UnexpectedError;
+};
 
-    // The token that the package and the continuation are given: the installed agent's, else --fallback_site_token.
-    std::optional<std::string> siteToken() const;
+// All of it; owned by the run driver, handed by reference to every flow.
+struct RunContext {
+    RunContext(const Asked& request, const BaseFolder& base) : asked(request), carried(base) {}
+
+    const Asked& asked;
+    Found found;
+    Carried carried;
+    Decided decided;
+    Continuation continuation;
+    Reported reported;
 };
 
 } // namespace kelvane::bst

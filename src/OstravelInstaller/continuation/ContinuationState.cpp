@@ -91,31 +91,31 @@ void visit(Visitor& member, State& state) {
 
 ContinuationState stateOf(const RunContext& context) {
     ContinuationState state;
-    if (!context.cmdLine->dont_preserve_agent_uid.value) state.agentUid = context.agentUid;
-    state.isVdi = context.isVdi;
-    state.uwfMode = context.uwfMode;
-    state.serverProxy = context.serverProxy;
-    state.agentProxy = context.agentProxy;
-    state.siteToken = context.siteToken();
-    state.managementSettings = context.managementSettings;
-    state.initiator = context.initiator;
-    state.alternativeInstaller = context.alternativeInstaller;
-    state.configBackup = bool(context.configBackup);
-    state.record = context.telemetry.entries();
+    if (!context.asked.cmdLine->dont_preserve_agent_uid.value) state.agentUid = context.found.agentUid;
+    state.isVdi = context.found.isVdi;
+    state.uwfMode = context.decided.uwfMode;
+    state.serverProxy = context.decided.serverProxy;
+    state.agentProxy = context.found.proxy;
+    state.siteToken = context.found.siteToken;
+    state.managementSettings = context.found.managementSettings;
+    state.initiator = context.asked.initiator;
+    state.alternativeInstaller = context.asked.alternativeInstaller;
+    state.configBackup = bool(context.carried.configBackup);
+    state.record = context.reported.telemetry.entries();
     return state;
 }
 
-void restore(RunContext& context, const ContinuationState& state) {
-    context.agentUid = state.agentUid;
-    context.isVdi = state.isVdi;
-    context.uwfMode = state.uwfMode;
-    context.serverProxy = state.serverProxy;
-    context.agentProxy = state.agentProxy;
-    context.installedSiteToken = state.siteToken;
-    context.managementSettings = state.managementSettings;
-    context.initiator = state.initiator;
-    context.alternativeInstaller = state.alternativeInstaller;
-    if (state.configBackup) context.configBackup = holdConfigBackup();
+void restore(Asked& asked, RunContext& context, const ContinuationState& state) {
+    context.found.agentUid = state.agentUid;
+    context.found.isVdi = state.isVdi;
+    context.decided.uwfMode = state.uwfMode;
+    context.decided.serverProxy = state.serverProxy;
+    context.found.proxy = state.agentProxy;
+    context.found.siteToken = state.siteToken;
+    context.found.managementSettings = state.managementSettings;
+    asked.initiator = state.initiator;
+    asked.alternativeInstaller = state.alternativeInstaller;
+    if (state.configBackup) context.carried.configBackup = holdConfigBackup();
 }
 
 void saveState(const std::filesystem::path& folder, const ContinuationState& state) {

@@ -33,7 +33,7 @@ struct ContinuationState {
 // What the run knows; arguments and progress are the caller's to fill in.
 ContinuationState stateOf(const RunContext& context);
 // Gives a run that goes on what the one before it knew, over whatever it found itself.
-void restore(RunContext& context, const ContinuationState& state);
+void restore(Asked& asked, RunContext& context, const ContinuationState& state);
 
 // Writes the file in the copy's folder, whole or not at all. Throws Win32Error.
 void saveState(const std::filesystem::path& folder, const ContinuationState& state);

@@ -23,18 +23,18 @@ std::optional<std::string> utf8If(bool present, std::wstring_view value) {
 }
 
 ContinuationArguments argumentsOf(const RunContext& context, PostRebootAction action) {
-    const Options& options = context.cmdLine.options();
+    const Options& options = context.asked.cmdLine.options();
     ContinuationArguments arguments;
     arguments.action = action;
-    arguments.siteToken = context.siteToken().value_or("");
-    arguments.installationId = context.installationId;
+    arguments.siteToken = context.found.siteToken.value_or("");
+    arguments.installationId = context.asked.installationId;
     arguments.tmd = options.tmd.value;
-    if (context.reinstallReason) {
-        arguments.reinstallReason = win32::toUtf8(reinstallReasonName(*context.reinstallReason));
+    if (context.decided.reinstallReason) {
+        arguments.reinstallReason = win32::toUtf8(reinstallReasonName(*context.decided.reinstallReason));
     }
     arguments.installerArguments = utf8If(options.installer_arguments.given, options.installer_arguments.value);
     arguments.ppc = options.ppc.value;
-    arguments.diagnosticUid = utf8If(!context.diagUid.empty(), context.diagUid);
+    arguments.diagnosticUid = utf8If(!context.asked.diagUid.empty(), context.asked.diagUid);
     arguments.rebootOnNeed = options.reboot_on_need.value;
     arguments.diagnostics = options.diagnostics.value;
     arguments.sendLog = options.send_log.value;
@@ -69,7 +69,7 @@ bool registerTask(Continuation& continuation, const std::wstring& arguments) noe
 std::filesystem::path makeFolder(const RunContext& context, const ContinuationState& state) {
     std::filesystem::path folder;
     try {
-        folder = makeCopy(context.baseFolder);
+        folder = makeCopy(context.carried.baseFolder);
         saveState(folder, state);
         return folder;
     } catch (const std::exception& error) {
@@ -83,7 +83,7 @@ bool begin(RunContext& context, const ContinuationState& state) {
     auto& continuation = context.continuation;
     // What the task service puts before the arguments, and a reason that is found later.
     constexpr std::size_t room = 128;
-    win32::checkCommandLine(context.baseFolder.path().native() + std::wstring(room, L' ') + state.arguments);
+    win32::checkCommandLine(context.carried.baseFolder.path().native() + std::wstring(room, L' ') + state.arguments);
     continuation.folder = makeFolder(context, state);
     if (!registerTask(continuation, state.arguments)) {
         removeCopy(continuation.folder);
@@ -115,7 +115,7 @@ bool schedule(RunContext& context, const ContinuationState& state) {
 // The agent that this run found or removed is gone, and no new one is there; also when that cannot be found out.
 bool agentLost(const RunContext& context) noexcept {
     try {
-        return !context.cmdLine->clean_only.value && !agentStillInstalled();
+        return !context.asked.cmdLine->clean_only.value && !agentStillInstalled();
     } catch (const std::exception&) {
         return true;
     }
@@ -123,14 +123,15 @@ bool agentLost(const RunContext& context) noexcept {
 
 // What a run left behind that had no verdict to end with, or that refused to begin where another had been cut off.
 bool hasNotEnded(const RunContext& context) noexcept {
-    return context.brokenOff || (context.result == InstallerResult::RequirementsNotMet && agentLost(context));
+    return context.reported.brokenOff ||
+           (context.reported.result == InstallerResult::RequirementsNotMet && agentLost(context));
 }
 
 bool isStillNeeded(const RunContext& context) noexcept {
     const auto& continuation = context.continuation;
     if (continuation.own) return hasNotEnded(context) && mayTryAgain(context);
-    if (!continuation.folder.empty()) return context.brokenOff && agentLost(context);
-    return !between(context.result, 0, 299) && agentLost(context);
+    if (!continuation.folder.empty()) return context.reported.brokenOff && agentLost(context);
+    return !between(context.reported.result, 0, 299) && agentLost(context);
 }
 
 } // namespace
@@ -165,7 +166,7 @@ void guardPackage(RunContext& context) noexcept {
 
 void lookForContinuation(RunContext& context) noexcept {
     auto& continuation = context.continuation;
-    const FoundTask task = findContinuationTask(context.baseFolder);
+    const FoundTask task = findContinuationTask(context.carried.baseFolder);
     continuation.nothingFound = task.answer == TaskAnswer::None;
     if (task.answer != TaskAnswer::Ours || continuation.own) return;
     continuation.found = task.folder;
@@ -184,8 +185,8 @@ bool mayTryAgain(const RunContext& context) noexcept { return context.continuati
 void settleContinuation(RunContext& context) noexcept {
     const auto& continuation = context.continuation;
     if (continuation.folder.empty() && continuation.found.empty()) return;
-    if (continuation.scheduled || context.cmdLine->diagnostics_only.value || isStillNeeded(context)) return;
-    if (continuation.own && context.brokenOff) {
+    if (continuation.scheduled || context.asked.cmdLine->diagnostics_only.value || isStillNeeded(context)) return;
+    if (continuation.own && context.reported.brokenOff) {
         logEvent(LogLevel::Error, "ContinuationGivenUp", {{"Boots", continuation.boots}});
     }
     forgetContinuation(context);
@@ -200,7 +201,7 @@ void forgetContinuation(RunContext& context) noexcept {
         folder->clear();
     }
     // Now that nothing waits for a boot, what a killed run has left is nobody's.
-    removeStaleFolders(context.baseFolder, context.tempDir);
+    removeStaleFolders(context.carried.baseFolder, context.carried.tempDir);
 }
 
 } // namespace kelvane::bst

@@ -42,13 +42,13 @@ InstallerResult orAtTheNextBoot(RunContext& context, Step step) {
     } catch (const std::exception& error) {
         if (!mayTryAgain(context)) throw;
         logEvent(LogLevel::Error, "InstallationAfterCleaningFailed", {{"ErrorMsg", error.what()}});
-        context.telemetry.SetValueUtf8(TelemetryKey::errorString, error.what());
+        context.reported.telemetry.SetValueUtf8(TelemetryKey::errorString, error.what());
         return rebootBeforeInstalling(context);
     }
 }
 
 void requireReason(RunContext& context, bool afterInitialInstallation) {
-    if (context.reinstallReason) return;
+    if (context.decided.reinstallReason) return;
     logEvent(LogLevel::Verbose,
              afterInitialInstallation ? "ReinstallReasonEmptyAfterFreshInstallFailure" : "ReinstallReasonIsNotSet");
     recordReinstallReason(context, ReinstallReason::NoReason);
@@ -57,7 +57,7 @@ void requireReason(RunContext& context, bool afterInitialInstallation) {
 // With the way on made ready before the agent goes: a machine does not lose it to a run that cannot put another in its
 // place.
 InstallerResult cleanThenInstall(RunContext& context, PostRebootAction stage, bool afterInitialInstallation) {
-    if (const auto unmet = checkRequirements(context, RequirementsOf::FreshInstallation)) return *unmet;
+    if (const auto unmet = checkRequirements(context.asked.cmdLine, RequirementsOf::FreshInstallation)) return *unmet;
     const InstallerFile installer = prepareInstaller(context);
     if (!registerGuard(context, PostRebootAction::CleanAndInstall)) {
         return endWith(messages::taskNotCreated, InstallerResult::InstallationFailed);
@@ -88,18 +88,18 @@ InstallerResult installAfterReboot(RunContext& context) {
 
 InstallerResult cleanAndReinstall(RunContext& context, PostRebootAction stage, bool afterInitialInstallation) {
     if (stage == PostRebootAction::Install) return installAfterReboot(context);
-    const bool cleanOnly = context.cmdLine->clean_only.value;
-    context.telemetry.SetValue(TelemetryKey::installerActionType, cleanOnly ? L"clean" : L"reinstall");
+    const bool cleanOnly = context.asked.cmdLine->clean_only.value;
+    context.reported.telemetry.SetValue(TelemetryKey::installerActionType, cleanOnly ? L"clean" : L"reinstall");
     if (cleanOnly) return runCleaningStage(context, stage).ending.value();
     return cleanThenInstall(context, stage, afterInitialInstallation);
 }
 
 InstallerResult installNewAgent(RunContext& context, const InstallerFile& installer) {
     printLine(messages::installingAgent);
-    context.telemetry.SetValue(TelemetryKey::reinstallationId, newGuid());
+    context.reported.telemetry.SetValue(TelemetryKey::reinstallationId, newGuid());
     const LatePhaseReport report(context, InstallationPhaseType::Reinstallation, L"reinstallation");
     return runInstallationStep(context, {.installer = installer.path(),
-                                         .currentConfigDir = configDirForPackage(context),
+                                         .currentConfigDir = configDirForPackage(context.carried),
                                          .waitForOthers = true,
                                          .resultKey = TelemetryKey::reinstallationResult});
 }

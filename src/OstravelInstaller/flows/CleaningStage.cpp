@@ -32,25 +32,26 @@ constexpr std::array cleanerEndings{
     CleanerEnding{14, messages::uninstallFailed, InstallerResult::RemovalFailedCleaner14},
 };
 
-CleanerOptions cleanerOptions(const RunContext& context, PostRebootAction stage) {
-    const Options& options = context.cmdLine.options();
+CleanerOptions cleanerOptions(const Asked& asked, const Found& found, PostRebootAction stage) {
+    const Options& options = asked.cmdLine.options();
     CleanerOptions cleaner;
+    cleaner.hideWindow = options.quiet();
     cleaner.statelessUpgrade = options.stateless();
     cleaner.siteToken = options.fallback_site_token.given
                             ? std::optional(win32::toUtf8(options.fallback_site_token.value))
-                            : context.installedSiteToken;
+                            : found.siteToken;
     cleaner.diagnostics = options.diagnostics.value;
     cleaner.lm = options.lm.value;
     cleaner.healthCheckMode = static_cast<std::uint32_t>(options.health_check_mode.value);
     cleaner.uninstallOnly = stage == PostRebootAction::CleanAndInstall && !options.clean_only.value;
-    cleaner.diagUid = win32::toUtf8(context.diagUid);
+    cleaner.diagUid = win32::toUtf8(asked.diagUid);
     cleaner.verbosityLevel = static_cast<std::uint32_t>(options.diagnostics_verbosity_level.value);
     return cleaner;
 }
 
 // The monitor was found stuck by a cleaner that did not end, or by one that failed.
 InstallerResult afterStuckMonitor(RunContext& context) {
-    if (!context.cmdLine->clean_only.value) {
+    if (!context.asked.cmdLine->clean_only.value) {
         logEvent(LogLevel::Error, "CleaningStageFailedWithStuckMonitorError");
         return handleStuckMonitor(context);
     }
@@ -80,29 +81,29 @@ InstallerResult endOfCleanOnly(RunContext& context, std::uint32_t cleanerResult)
 
 CleaningResult judge(RunContext& context, const CleanerRun& run) {
     logEvent(LogLevel::Verbose, "CheckCleanerReturnCode", {{"ReturnCode", run.exitCode}});
-    context.telemetry.SetValue(TelemetryKey::cleaningResult, std::to_wstring(run.exitCode));
+    context.reported.telemetry.SetValue(TelemetryKey::cleaningResult, std::to_wstring(run.exitCode));
     const auto row = std::ranges::find(cleanerEndings, run.exitCode, &CleanerEnding::cleanerResult);
     if (row != cleanerEndings.end()) {
-        context.telemetry.SetValue(TelemetryKey::installerResult, toTelemetryResult(row->result));
+        context.reported.telemetry.SetValue(TelemetryKey::installerResult, toTelemetryResult(row->result));
         const bool failed = row->line == messages::uninstallFailed;
         return {failed ? uninstallationFailed(context, row->result) : endWith(row->line, row->result)};
     }
     // Overwritten at the end of the run: a record sent until then must not speak of success.
-    context.telemetry.SetValue(TelemetryKey::installerResult, L"0");
-    if (context.cmdLine->clean_only.value) return {endOfCleanOnly(context, run.exitCode)};
+    context.reported.telemetry.SetValue(TelemetryKey::installerResult, L"0");
+    if (context.asked.cmdLine->clean_only.value) return {endOfCleanOnly(context, run.exitCode)};
     return {std::nullopt, run.outcome == CleanerOutcome::RebootNeeded};
 }
 
 CleaningResult cleanAndJudge(RunContext& context, PostRebootAction stage) {
     CleanerRun run;
     try {
-        run = runAndClassifyCleaner(context, cleanerOptions(context, stage));
+        run = runAndClassifyCleaner(context.carried.payload, cleanerOptions(context.asked, context.found, stage));
     } catch (const StuckMonitorError&) {
-        if (context.cmdLine->clean_only.value) printLine(messages::uninstallMonitorStuck);
+        if (context.asked.cmdLine->clean_only.value) printLine(messages::uninstallMonitorStuck);
         return {afterStuckMonitor(context)};
     } catch (const std::exception& error) {
         logEvent(LogLevel::Error, "CleaningStageFailedWithError", {{"ErrorMsg", error.what()}});
-        context.brokenOff = true;
+        context.reported.brokenOff = true;
         return {uninstallationFailed(context, InstallerResult::RemovalFailed)};
     }
     return judge(context, run);

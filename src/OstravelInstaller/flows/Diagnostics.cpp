@@ -9,29 +9,29 @@
 namespace kelvane::bst {
 namespace {
 
-InstallerResult runDiagnostics(RunContext& context) {
-    const Options& options = context.cmdLine.options();
+InstallerResult runDiagnostics(const RunContext& context) {
+    const Options& options = context.asked.cmdLine.options();
     DiagnosticsOptions diagnostics;
     diagnostics.hideWindow = options.quiet();
     diagnostics.siteToken = options.diagnostics_site_token.given
                                 ? std::optional(win32::toUtf8(options.diagnostics_site_token.value))
-                                : context.siteToken();
-    diagnostics.diagUid = win32::toUtf8(context.diagUid);
+                                : context.found.siteToken;
+    diagnostics.diagUid = win32::toUtf8(context.asked.diagUid);
     diagnostics.level = static_cast<std::uint32_t>(options.diagnostics_verbosity_level.value);
-    return runDiagnosticOnlyUsingCleaner(context.payload.contentDirectory(), diagnostics);
+    return runDiagnosticOnlyUsingCleaner(context.carried.payload.contentDirectory(), diagnostics);
 }
 
 } // namespace
 
 InstallerResult runDiagnosticsOnly(RunContext& context) {
     printLine(messages::takingDiagnostics);
-    context.telemetry.SetValue(TelemetryKey::installerActionType, L"diagnostics");
-    if (context.cmdLine->afterReboot()) {
+    context.reported.telemetry.SetValue(TelemetryKey::installerActionType, L"diagnostics");
+    if (context.asked.cmdLine->afterReboot()) {
         logEvent(LogLevel::Verbose, "Diagnostics flow executed after reboot");
     }
     return runDiagnostics(context);
 }
 
-void takeDiagnostics(RunContext& context) { runDiagnostics(context); }
+void takeDiagnostics(const RunContext& context) { runDiagnostics(context); }
 
 } // namespace kelvane::bst

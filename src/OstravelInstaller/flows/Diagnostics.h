@@ -8,6 +8,6 @@ namespace kelvane::bst {
 InstallerResult runDiagnosticsOnly(RunContext& context);
 
 // Diagnostics within another run; the outcome is only logged.
-void takeDiagnostics(RunContext& context);
+void takeDiagnostics(const RunContext& context);
 
 } // namespace kelvane::bst

@@ -23,9 +23,9 @@ constexpr RefusalReason refusalReasons[] = {
     {MsiFailureReason::refused, InstallerResult::PackageRefused},
 };
 
-InstallerResult explainFailure(const RunContext& context, InstallerResult result) {
+InstallerResult explainFailure(const std::optional<PackageRun>& package, InstallerResult result) {
     for (const RefusalReason& row : refusalReasons) {
-        if (context.lastPackage && context.lastPackage->failureReason == row.reason) return row.result;
+        if (package && package->failureReason == row.reason) return row.result;
     }
     return result;
 }
@@ -33,20 +33,19 @@ InstallerResult explainFailure(const RunContext& context, InstallerResult result
 } // namespace
 
 InstallerResult runInitialInstallation(RunContext& context) {
-    if (!context.siteToken() && context.cmdLine->quiet()) {
+    if (!context.found.siteToken && context.asked.cmdLine->quiet()) {
         logEvent(LogLevel::Error, "MissingSiteToken");
         noteUnprinted("Site token is missing.");
         return InstallerResult::SiteTokenMissing;
     }
     printLine(messages::runningInstaller);
-    context.telemetry.SetValue(TelemetryKey::installerActionType, L"install");
-    context.telemetry.SetValue(TelemetryKey::installationId, newGuid());
+    context.reported.telemetry.SetValue(TelemetryKey::installerActionType, L"install");
+    context.reported.telemetry.SetValue(TelemetryKey::installationId, newGuid());
     enterPhase(context, InstallationPhaseType::Installation, L"initialInstallation");
-    const InstallerResult result = runInstallationStep(
-        context, {.installer = installerPath(context), .resultKey = TelemetryKey::installationResult});
-    if (!isSuccess(result)) return explainFailure(context, result);
-    context.installationDone = true;
-    return result;
+    const InstallerResult result =
+        runInstallationStep(context, {.installer = installerPath(context.asked, context.carried.payload),
+                                      .resultKey = TelemetryKey::installationResult});
+    return isSuccess(result) ? result : explainFailure(context.reported.lastPackage, result);
 }
 
 } // namespace kelvane::bst

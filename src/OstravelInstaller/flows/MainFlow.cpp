@@ -23,15 +23,15 @@ void greet(const Options& options) {
 }
 
 bool siteTokenMissing(const RunContext& context) {
-    const Options& options = context.cmdLine.options();
-    if (context.siteToken()) return false;
+    const Options& options = context.asked.cmdLine.options();
+    if (context.found.siteToken) return false;
     return !(options.clean_only.value && options.diagnostics_site_token.given);
 }
 
 // Without its identifier a stateless run would give the machine a new agent identity unasked.
 bool agentUidMissing(const RunContext& context) {
-    const Options& options = context.cmdLine.options();
-    return !context.agentUid && options.stateless() && !options.clean_only.value &&
+    const Options& options = context.asked.cmdLine.options();
+    return !context.found.agentUid && options.stateless() && !options.clean_only.value &&
            !options.dont_preserve_agent_uid.value && !options.dont_fail_on_config_preserving_failures.value;
 }
 
@@ -42,7 +42,7 @@ bool declined(const Options& options) {
 }
 
 InstallerResult chooseWay(RunContext& context) {
-    const Options& options = context.cmdLine.options();
+    const Options& options = context.asked.cmdLine.options();
     if (options.afterReboot()) return cleanAndReinstall(context, decodePostRebootAction(options.r.value), false);
     if (options.stateless() && !options.clean_only.value) {
         const InstallerResult result = upgrade(context);
@@ -55,9 +55,9 @@ InstallerResult chooseWay(RunContext& context) {
 } // namespace
 
 InstallerResult runMain(RunContext& context) {
-    const Options& options = context.cmdLine.options();
+    const Options& options = context.asked.cmdLine.options();
     greet(options);
-    if (!options.afterReboot()) forgetConfigBackup(context);
+    if (!options.afterReboot()) forgetConfigBackup(context.carried);
     if (options.clean_only.value) forgetContinuation(context);
     if (siteTokenMissing(context)) {
         logEvent(LogLevel::Error, "MissingSiteToken");
@@ -75,7 +75,7 @@ InstallerResult runMain(RunContext& context) {
 }
 
 InstallerResult handleStuckMonitor(RunContext& context) {
-    const Options& options = context.cmdLine.options();
+    const Options& options = context.asked.cmdLine.options();
     if (options.afterReboot()) {
         logEvent(LogLevel::Error, "KelvaneMonitorIsStuckOnUnloadAfterReboot");
         return endWith(messages::monitorStuckAfterReboot, InstallerResult::MonitorStuck);

@@ -16,21 +16,21 @@ namespace {
 constexpr std::wstring_view serverProxyProperty = L"SERVER_PROXY";
 
 bool callerSetProxy(const RunContext& context) {
-    return context.cmdLine.getInstallerProperty(serverProxyProperty).has_value();
+    return context.asked.cmdLine.getInstallerProperty(serverProxyProperty).has_value();
 }
 
 void useServerProxy(RunContext& context, const std::wstring& proxy) {
-    appendServerProxy(context.msiArguments, proxy);
-    context.serverProxy = proxy;
+    appendServerProxy(context.decided.msiArguments, proxy);
+    context.decided.serverProxy = proxy;
 }
 
 void preserveProxy(RunContext& context) {
-    if (context.cmdLine->dont_preserve_proxy.value || callerSetProxy(context)) return;
-    if (!context.installedAgent.configDir) {
+    if (context.asked.cmdLine->dont_preserve_proxy.value || callerSetProxy(context)) return;
+    if (!context.found.agent.configDir) {
         logEvent(LogLevel::Verbose, "OldProxyConfigWasntFound");
         return;
     }
-    const auto proxy = readProxy(*context.installedAgent.configDir);
+    const auto proxy = readProxy(*context.found.agent.configDir);
     if (!proxy) {
         logEvent(LogLevel::Verbose, "OldProxyConfigWasntFound");
     } else if (proxy->empty()) {
@@ -51,28 +51,28 @@ bool preserveProxyGuarded(RunContext& context) {
         return true;
     } catch (const std::exception& error) {
         logEvent(LogLevel::Error, "CouldNotDetermineProxy", {{"ErrorMsg", error.what()}});
-        return context.cmdLine->dont_fail_on_config_preserving_failures.value;
+        return context.asked.cmdLine->dont_fail_on_config_preserving_failures.value;
     }
 }
 
 bool backUp(RunContext& context) {
-    const Options& options = context.cmdLine.options();
+    const Options& options = context.asked.cmdLine.options();
     if (options.dont_preserve_config_dir.value) return true;
-    auto backup = backupConfigDir(context.installedAgent.configDir);
+    auto backup = backupConfigDir(context.found.agent.configDir);
     if (!backup) return options.dont_fail_on_config_preserving_failures.value;
-    context.configBackup = std::move(*backup);
+    context.carried.configBackup = std::move(*backup);
     return true;
 }
 
 void useUwfMode(RunContext& context) {
-    context.telemetry.SetValue(TelemetryKey::uwfModeEnabled, context.uwfMode ? L"true" : L"false");
-    if (context.uwfMode) appendUwfMode(context.msiArguments);
+    context.reported.telemetry.SetValue(TelemetryKey::uwfModeEnabled, context.decided.uwfMode ? L"true" : L"false");
+    if (context.decided.uwfMode) appendUwfMode(context.decided.msiArguments);
 }
 
 void preserveUwfMode(RunContext& context) {
     try {
-        if (!context.installedAgent.configDir) return;
-        context.uwfMode = readUwfMode(*context.installedAgent.configDir);
+        if (!context.found.agent.configDir) return;
+        context.decided.uwfMode = readUwfMode(*context.found.agent.configDir);
         useUwfMode(context);
     } catch (const std::exception& error) {
         userLog(LogLevel::Error, std::string("Error creating backup of kelvane config: ") + error.what());
@@ -81,14 +81,14 @@ void preserveUwfMode(RunContext& context) {
 
 // What the run before the reboot preserved.
 void takeOver(RunContext& context) {
-    if (context.serverProxy) appendServerProxy(context.msiArguments, *context.serverProxy);
-    if (context.uwfMode) useUwfMode(context);
+    if (context.decided.serverProxy) appendServerProxy(context.decided.msiArguments, *context.decided.serverProxy);
+    if (context.decided.uwfMode) useUwfMode(context);
 }
 
 } // namespace
 
 bool preserveConfiguration(RunContext& context) {
-    const Options& options = context.cmdLine.options();
+    const Options& options = context.asked.cmdLine.options();
     if (options.afterReboot()) takeOver(context);
     if (!options.stateless() || options.clean_only.value || options.afterReboot()) return true;
     if (!preserveProxyGuarded(context) || !backUp(context)) return false;
@@ -97,17 +97,17 @@ bool preserveConfiguration(RunContext& context) {
 }
 
 void completeProxyProperty(RunContext& context) {
-    if (!context.cmdLine->dont_preserve_proxy.value || callerSetProxy(context)) return;
+    if (!context.asked.cmdLine->dont_preserve_proxy.value || callerSetProxy(context)) return;
     logEvent(LogLevel::Verbose, "SettingServerProxyToNone");
     useServerProxy(context, L"none");
 }
 
-std::optional<std::filesystem::path> configDirForPackage(const RunContext& context) {
-    return context.configBackup ? std::optional(configBackupDirectory()) : std::nullopt;
+std::optional<std::filesystem::path> configDirForPackage(const Carried& carried) {
+    return carried.configBackup ? std::optional(configBackupDirectory()) : std::nullopt;
 }
 
-void forgetConfigBackup(RunContext& context) noexcept {
-    context.configBackup.reset(); // nobody else can remove it while it is open here
+void forgetConfigBackup(Carried& carried) noexcept {
+    carried.configBackup.reset(); // nobody else can remove it while it is open here
     removeConfigBackup();
 }
 

@@ -18,9 +18,9 @@ void completeProxyProperty(RunContext& context);
 // The configuration directory that the package is to take over: the backup, when this run or the one before it made it
 // and nobody else could have changed it since. The installed agent's own would have to stand unquoted on the command
 // line, with the blanks of its path.
-std::optional<std::filesystem::path> configDirForPackage(const RunContext& context);
+std::optional<std::filesystem::path> configDirForPackage(const Carried& carried);
 
 // Removes the backup, whoever made it.
-void forgetConfigBackup(RunContext& context) noexcept;
+void forgetConfigBackup(Carried& carried) noexcept;
 
 } // namespace kelvane::bst

@@ -1,36 +1,33 @@
 #include "OstravelInstaller/flows/Progress.h"
 
-#include "OstravelInstaller/reporting/PhaseReport.h"
 #include "OstravelInstallerLib/Console.h"
-
-#include <utility>
 
 namespace kelvane::bst {
 
+ReportSource reportSource(const RunContext& context) {
+    return {context.found, context.decided.msiArguments, context.carried};
+}
+
 void enterPhase(RunContext& context, InstallationPhaseType phase, std::wstring_view step) {
-    context.telemetry.SetValue(TelemetryKey::installationStep, step);
-    ReportPhase(context, phase, true);
+    context.reported.telemetry.SetValue(TelemetryKey::installationStep, step);
+    ReportPhase(context.reported.telemetry, reportSource(context), phase, true);
 }
 
 LatePhaseReport::LatePhaseReport(RunContext& context, InstallationPhaseType phase, std::wstring_view step)
     : context_(context), phase_(phase) {
-    context.telemetry.SetValue(TelemetryKey::installationStep, step);
-    record_ = context.telemetry;
+    context.reported.telemetry.SetValue(TelemetryKey::installationStep, step);
+    record_ = context.reported.telemetry;
 }
 
-LatePhaseReport::~LatePhaseReport() {
-    std::swap(context_.telemetry, record_);
-    ReportPhase(context_, phase_, true);
-    std::swap(context_.telemetry, record_);
-}
+LatePhaseReport::~LatePhaseReport() { ReportPhase(record_, reportSource(context_), phase_, true); }
 
 void recordReinstallReason(RunContext& context, ReinstallReason reason) {
-    context.reinstallReason = reason;
-    context.telemetry.SetValue(TelemetryKey::statelessReason, reinstallReasonName(reason));
+    context.decided.reinstallReason = reason;
+    context.reported.telemetry.SetValue(TelemetryKey::statelessReason, reinstallReasonName(reason));
 }
 
 InstallerResult continueAfterReboot(RunContext& context, PostRebootAction action, InstallerResult otherwise) {
-    context.telemetry.SetValue(TelemetryKey::rebootWasRequired, L"true");
+    context.reported.telemetry.SetValue(TelemetryKey::rebootWasRequired, L"true");
     if (registerContinuation(context, action)) return InstallerResult::RebootRequired;
     noteUnprinted("The run after the reboot could not be scheduled.");
     return otherwise;

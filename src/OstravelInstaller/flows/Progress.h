@@ -2,12 +2,16 @@
 
 #include "OstravelInstaller/context/RunContext.h"
 #include "OstravelInstaller/continuation/RebootContinuation.h"
+#include "OstravelInstaller/reporting/PhaseReport.h"
 
 #include <string_view>
 
 // What every flow does on its way: telling how far it is, why it goes where it goes, and that it goes on after a
 // reboot.
 namespace kelvane::bst {
+
+// What this run's reports are made of, as long as it lasts.
+ReportSource reportSource(const RunContext& context);
 
 // The run enters a phase: recorded, and reported with the telemetry record alone.
 void enterPhase(RunContext& context, InstallationPhaseType phase, std::wstring_view step);
@@ -22,7 +26,7 @@ public:
     LatePhaseReport& operator=(const LatePhaseReport&) = delete;
 
 private:
-    RunContext& context_;
+    const RunContext& context_;
     InstallationPhaseType phase_;
     TelemetryMetaData record_;
 };

@@ -1,5 +1,6 @@
 #include "OstravelInstaller/flows/ReinstallPreparation.h"
 
+#include "OstravelInstaller/flows/PackageStep.h"
 #include "OstravelInstaller/flows/PreserveConfiguration.h"
 #include "OstravelInstaller/package/MsiInstallation.h"
 #include "OstravelInstaller/package/MsiProperties.h"
@@ -7,9 +8,10 @@
 namespace kelvane::bst {
 
 InstallerFile prepareInstaller(RunContext& context) {
-    InstallerFile installer(installerPath(context));
-    appendInstallAfterCleaning(context.msiArguments);
-    packageCommandLine(context, installer.path(), configDirForPackage(context));
+    InstallerFile installer(installerPath(context.asked, context.carried.payload));
+    appendInstallAfterCleaning(context.decided.msiArguments);
+    packageCommandLine(context,
+                       {.installer = installer.path(), .currentConfigDir = configDirForPackage(context.carried)});
     return installer;
 }
 

@@ -11,22 +11,22 @@ namespace {
 
 using namespace system_requirements;
 
-bool flagProperty(const RunContext& context, std::wstring_view name) {
-    return context.cmdLine.getInstallerProperty(name) == L"true";
+bool flagProperty(const OstravelInstallerCmdLine& cmdLine, std::wstring_view name) {
+    return cmdLine.getInstallerProperty(name) == L"true";
 }
 
-SystemRequirementsFlags flagsOf(const RunContext& context, RequirementsOf what) {
+SystemRequirementsFlags flagsOf(const OstravelInstallerCmdLine& cmdLine, RequirementsOf what) {
     const bool upgrade = what == RequirementsOf::Upgrade;
-    return {.skipMemory = flagProperty(context, L"SKIP_MEM_CHECK"),
-            .skipCatalogDatabase = flagProperty(context, L"SKIP_CRYPTSVC_CHECK"),
-            .skipTls = flagProperty(context, L"SKIP_TLS_CHECK"),
+    return {.skipMemory = flagProperty(cmdLine, L"SKIP_MEM_CHECK"),
+            .skipCatalogDatabase = flagProperty(cmdLine, L"SKIP_CRYPTSVC_CHECK"),
+            .skipTls = flagProperty(cmdLine, L"SKIP_TLS_CHECK"),
             .skipInstalledAgentDisk = !upgrade,
             .upgradeOfInstalledAgent = upgrade};
 }
 
-void check(const RunContext& context, RequirementsOf what) {
-    const auto dataFolder = agentDataFolder(context.cmdLine.getInstallerProperty(agentDataDirProperty));
-    checkSystemRequirements(dataFolder, flagsOf(context, what), [](const std::wstring& warning) {
+void check(const OstravelInstallerCmdLine& cmdLine, RequirementsOf what) {
+    const auto dataFolder = agentDataFolder(cmdLine.getInstallerProperty(agentDataDirProperty));
+    checkSystemRequirements(dataFolder, flagsOf(cmdLine, what), [](const std::wstring& warning) {
         logEvent(LogLevel::Error, "CheckSystemRequirementsInfo", {{"Message", warning}});
     });
     logEvent(LogLevel::Verbose, "CheckSystemRequirementsMet");
@@ -40,9 +40,9 @@ InstallerResult refuse(const char* event, const std::exception& error) {
 
 } // namespace
 
-std::optional<InstallerResult> checkRequirements(const RunContext& context, RequirementsOf what) {
+std::optional<InstallerResult> checkRequirements(const OstravelInstallerCmdLine& cmdLine, RequirementsOf what) {
     try {
-        check(context, what);
+        check(cmdLine, what);
         return std::nullopt;
     } catch (const NotSupportedExceptionDiskSpaceForUpgrade& error) {
         logEvent(LogLevel::Error, "SystemRequirementsNotMetDiskSpace", {{"ErrorMsg", error.what()}});

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "OstravelInstaller/context/RunContext.h"
+#include "OstravelInstaller/context/InstallerResult.h"
+#include "OstravelInstallerLib/CommandLineUtils.h"
 
 #include <optional>
 
@@ -11,6 +12,6 @@ enum class RequirementsOf { FreshInstallation, Upgrade };
 // Whether this machine can take the new agent; nothing, or how the run ends. Logs why not.
 // RequirementsNotMet has been printed; DiskSpaceForUpgrade, which only an upgrade gets, has not. A requirement that
 // cannot be checked is not met: nothing has been changed yet.
-std::optional<InstallerResult> checkRequirements(const RunContext& context, RequirementsOf what);
+std::optional<InstallerResult> checkRequirements(const OstravelInstallerCmdLine& cmdLine, RequirementsOf what);
 
 } // namespace kelvane::bst

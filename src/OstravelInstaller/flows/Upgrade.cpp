@@ -38,23 +38,23 @@ InstallerResult fallBack(RunContext& context, ReinstallReason reason) {
 std::optional<InstallerResult> stopWithoutForce(const RunContext& context, InstallerResult result) {
     if (result == InstallerResult::InstalledVersionUnknown) return endWith(messages::installedVersionUnknown, result);
     if (result == InstallerResult::SameOrNewerInstalled) return endWith(messages::sameOrNewerInstalled, result);
-    if (!context.downgradeDetected) return std::nullopt;
+    if (!context.decided.downgradeDetected) return std::nullopt;
     logEvent(LogLevel::Error, "DowngradeFailed", {{"ReturnCode", code(result)}});
     return endWith(messages::upgradeDidNotSucceed,
                    result == InstallerResult::UpgradeFailed ? result : InstallerResult::DowngradeFailed);
 }
 
 InstallerResult afterFailedUpgrade(RunContext& context, InstallerResult result) {
-    const Options& options = context.cmdLine.options();
+    const Options& options = context.asked.cmdLine.options();
     if (result == InstallerResult::RequirementsNotMet) return result; // which has been printed
     const auto row = std::ranges::find(finalUpgradeResults, result, &FinalUpgradeResult::result);
     if (row != finalUpgradeResults.end()) return endWith(row->line, result);
     if (!options.force.value) {
         if (const auto stop = stopWithoutForce(context, result)) return *stop;
     }
-    const bool packageFailed = context.reinstallReason == ReinstallReason::InstallerExecutionFailed;
+    const bool packageFailed = context.decided.reinstallReason == ReinstallReason::InstallerExecutionFailed;
     // The old product is gone in part: cleaning and installing on top of that is not tried.
-    if (packageFailed && context.lastPackage && context.lastPackage->removedExistingProducts) {
+    if (packageFailed && context.reported.lastPackage && context.reported.lastPackage->removedExistingProducts) {
         return endWith(messages::upgradeFailedTerminating, InstallerResult::UpgradeFailedForGood);
     }
     if (options.dont_cleanstall.value) return InstallerResult::UpgradeFailedForGood;
@@ -71,11 +71,11 @@ InstallerResult afterFailedUpgrade(RunContext& context, InstallerResult result) 
 } // namespace
 
 InstallerResult upgrade(RunContext& context) {
-    const Options& options = context.cmdLine.options();
+    const Options& options = context.asked.cmdLine.options();
     if (options.no_initial_installation.value) return fallBack(context, ReinstallReason::NoInitialInstallation);
     if (options.pmu.value) return fallBack(context, ReinstallReason::PreventMonitorUnload);
     logEvent(LogLevel::Verbose, "RunRegularUpgradeIfPossible");
-    context.telemetry.SetValue(TelemetryKey::installerActionType, L"upgrade");
+    context.reported.telemetry.SetValue(TelemetryKey::installerActionType, L"upgrade");
     printLine(messages::runningUpgradeTests);
     const InstallerResult result = runUpgrade(context);
     if (result == InstallerResult::Success)

@@ -30,8 +30,8 @@ InstallerResult failTest(RunContext& context, const char* event, std::wstring_vi
 }
 
 std::optional<InstallerResult> testVersions(RunContext& context, const AgentVersion& package) {
-    const AgentVersion& installed = context.installedAgent.version;
-    if (!context.installedAgent.versionFound) {
+    const AgentVersion& installed = context.found.agent.version;
+    if (!context.found.agent.versionFound) {
         return failTest(context, "CouldNotDetermineInstalledVersion", L"",
                         ReinstallReason::CouldNotDetermineInstalledVersion, InstallerResult::InstalledVersionUnknown);
     }
@@ -39,14 +39,14 @@ std::optional<InstallerResult> testVersions(RunContext& context, const AgentVers
              {{"InstalledVersion", installed.str()}, {"VersionToInstall", package.str()}});
     if (installed > package) {
         logEvent(LogLevel::Error, "DowngradeDetected");
-        context.downgradeDetected = true;
+        context.decided.downgradeDetected = true;
     }
     if (installed == package) {
         return failTest(context, "SameVersionAlreadyInstalled", L"", ReinstallReason::SameAgentAlreadyInstalled,
                         InstallerResult::SameOrNewerInstalled);
     }
     // From 22.3 on the agent's package can install over a newer one.
-    if (context.downgradeDetected && installed < oldestDowngradable) {
+    if (context.decided.downgradeDetected && installed < oldestDowngradable) {
         return failTest(context, "NewerVersionAlreadyInstalled", L"", ReinstallReason::NewerAgentAlreadyInstalled,
                         InstallerResult::SameOrNewerInstalled);
     }
@@ -59,11 +59,11 @@ std::optional<InstallerResult> testInstalledAgent(RunContext& context) {
         return failTest(context, "BaseMsiInstallerIsNotTrusted", messages::patchedInstaller,
                         ReinstallReason::BaseAgentInstallerUntrusted, InstallerResult::InstallationFailed);
     }
-    if (context.installedAgent.version < oldestUpgradable) {
+    if (context.found.agent.version < oldestUpgradable) {
         return failTest(context, "AgentTooOldForInitialInstall", messages::agentTooOld, ReinstallReason::OldAgent,
                         InstallerResult::InstallationFailed);
     }
-    if (!agentReady(context.installedAgent)) {
+    if (!agentReady(context.found.agent)) {
         logEvent(LogLevel::Error, "AgentNotReadyForUpgrade");
         return failTest(context, "HealthCheckFailed", messages::healthCheckFailed, ReinstallReason::HealthCheck,
                         InstallerResult::InstallationFailed);
@@ -73,7 +73,7 @@ std::optional<InstallerResult> testInstalledAgent(RunContext& context) {
 
 AgentVersion packageVersion(const RunContext& context) {
     try {
-        return versionToInstall(context);
+        return versionToInstall(context.asked, context.carried.payload);
     } catch (const std::exception& error) {
         logEvent(LogLevel::Error, "NoVersionToInstall", {{"ErrorMsg", error.what()}});
         throw;
@@ -82,15 +82,15 @@ AgentVersion packageVersion(const RunContext& context) {
 
 InstallerResult runPackage(RunContext& context) {
     logEvent(LogLevel::Verbose, "StartingUpgrade");
-    if (const auto unmet = checkRequirements(context, RequirementsOf::Upgrade)) {
-        context.telemetry.SetValue(TelemetryKey::upgradeResult, L"2");
+    if (const auto unmet = checkRequirements(context.asked.cmdLine, RequirementsOf::Upgrade)) {
+        context.reported.telemetry.SetValue(TelemetryKey::upgradeResult, L"2");
         if (unmet == InstallerResult::DiskSpaceForUpgrade) {
             logEvent(LogLevel::Error, "SystemRequirementsNotMetDiskSpaceForUpgrade");
         }
         return *unmet;
     }
-    return runPackageStep(context, {.installer = initialInstallerPath(context),
-                                    .currentConfigDir = configDirForPackage(context),
+    return runPackageStep(context, {.installer = initialInstallerPath(context.asked, context.carried.payload),
+                                    .currentConfigDir = configDirForPackage(context.carried),
                                     .healthCheckPassed = true,
                                     .resultKey = TelemetryKey::upgradeResult});
 }
@@ -105,7 +105,7 @@ InstallerResult runUpgrade(RunContext& context) {
     printLine(messages::allTestsSucceeded);
     printLine(messages::upgradingAgent);
     logEvent(LogLevel::Verbose, "InstallingAgentVersion", {{"VersionToInstall", package.str()}});
-    context.telemetry.SetValue(TelemetryKey::upgradeId, newGuid());
+    context.reported.telemetry.SetValue(TelemetryKey::upgradeId, newGuid());
     enterPhase(context, InstallationPhaseType::Upgrade, L"upgrade");
     const InstallerResult result = runPackage(context);
     if (result == InstallerResult::UpgradeFailed || result == InstallerResult::InstallationFailed) {

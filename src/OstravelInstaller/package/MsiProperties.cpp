@@ -3,6 +3,7 @@
 #include "ProductLib/InstallerEvents.h"
 #include "libkelvane/FileUtilities.h"
 #include "libkelvane/PathUtils.h"
+#include "libwin32/CommandLine.h"
 #include "libwin32/Text.h"
 
 #include <algorithm>
@@ -96,8 +97,10 @@ std::wstring installerCommandLine(const std::filesystem::path& installer, std::w
     }
     std::wstring arguments(msiArguments);
     if (quiet) arguments += L" /qn";
-    return formatText(L"\"%s\" %s /norestart /i \"%s\"", msiexecPath().native(), arguments, installer.native()) +
-           runPropertyString(properties);
+    auto text = formatText(L"\"%s\" %s /norestart /i \"%s\"", msiexecPath().native(), arguments, installer.native()) +
+                runPropertyString(properties);
+    win32::checkCommandLine(text);
+    return text;
 }
 
 } // namespace kelvane::bst

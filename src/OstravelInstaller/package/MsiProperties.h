@@ -47,7 +47,7 @@ InstallerType installerType(const std::filesystem::path& installer);
 const std::filesystem::path& msiexecPath();
 
 // A setup program is given no properties. The user-interface argument ("/qn" when quiet) ends the argument string.
-// Throws as installerType, msiexecPath and runPropertyString.
+// Throws as installerType, msiexecPath and runPropertyString, std::runtime_error for one longer than Windows takes.
 std::wstring installerCommandLine(const std::filesystem::path& installer, std::wstring_view msiArguments, bool quiet,
                                   const RunProperties& properties);
 

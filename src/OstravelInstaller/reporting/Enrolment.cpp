@@ -1,6 +1,5 @@
 #include "OstravelInstaller/reporting/Enrolment.h"
 
-#include "OstravelInstaller/context/RunContext.h"
 #include "ProductLib/InstallerEvents.h"
 #include "libkelvane/HttpLibrary.h"
 #include "libkelvane/JsonUtils.h"
@@ -21,12 +20,12 @@ std::optional<std::wstring> stringMember(const web::json::value& object, const w
     return win32::hasControlCharacter(win32::toUtf8(text)) ? std::nullopt : std::optional(text);
 }
 
-ManagementSite knownSite(const RunContext& context) {
-    if (const auto token = context.siteToken()) {
-        if (const auto site = siteFromToken(*token)) return *site;
+ManagementSite knownSite(const Found& found) {
+    if (found.siteToken) {
+        if (const auto site = siteFromToken(*found.siteToken)) return *site;
     }
-    if (!context.managementSettings) return {};
-    return {win32::toWide(context.managementSettings->mgmtServer), win32::toWide(context.managementSettings->site)};
+    if (!found.managementSettings) return {};
+    return {win32::toWide(found.managementSettings->mgmtServer), win32::toWide(found.managementSettings->site)};
 }
 
 // 127.0.0.0/8 as four numbers: nothing that a name server would be asked for.
@@ -70,8 +69,8 @@ bool mayReportTo(const std::wstring& server) {
     }
 }
 
-ManagementSite findManagementSite(const RunContext& context) {
-    ManagementSite site = knownSite(context);
+ManagementSite findManagementSite(const Found& found) {
+    ManagementSite site = knownSite(found);
     if (!site.server.empty() && !mayReportTo(site.server)) {
         logEvent(LogLevel::Error, "MgmtUrlRefused", {{"MgmtUrl", ProxyUtilities::withoutUserPart(site.server)}});
         site.server.clear();

@@ -1,12 +1,12 @@
 #pragma once
 
+#include "OstravelInstaller/context/FindAgent.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace kelvane::bst {
-
-struct RunContext;
 
 // Where the run reports to. Either text may be empty: not known.
 struct ManagementSite {
@@ -21,8 +21,8 @@ std::optional<ManagementSite> siteFromToken(std::string_view token);
 // Whether reports may go to the address: https, or http on this machine itself (127.0.0.0/8, ::1, localhost).
 bool mayReportTo(const std::wstring& server);
 
-// Out of the run's token, else out of the installed agent's configuration as it was last read. An address that reports
+// Out of the site token, else out of the installed agent's configuration as it was last read. An address that reports
 // may not go to is logged and counts as not known.
-ManagementSite findManagementSite(const RunContext& context);
+ManagementSite findManagementSite(const Found& found);
 
 } // namespace kelvane::bst

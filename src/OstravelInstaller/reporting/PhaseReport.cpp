@@ -53,9 +53,9 @@ std::wstring valueOrEmpty(const TelemetryMetaData& record, std::wstring_view key
 // long as the upload takes.
 class RecordFolder {
 public:
-    explicit RecordFolder(const RunContext& context)
-        : own_(context.tempDir.empty()),
-          path_(own_ ? context.baseFolder.makeFolder(runFolderPrefix) : std::filesystem::path(context.tempDir)) {}
+    explicit RecordFolder(const Carried& carried)
+        : own_(carried.tempDir.empty()),
+          path_(own_ ? carried.baseFolder.makeFolder(runFolderPrefix) : std::filesystem::path(carried.tempDir)) {}
     ~RecordFolder() {
         if (own_) FileUtilities::deleteDirectoryNoThrow(path_);
     }
@@ -71,9 +71,9 @@ private:
 // The file part of an upload without the log: the record as the log shows it.
 class RecordFile {
 public:
-    explicit RecordFile(const RunContext& context)
-        : folder_(context), name_(L"OstravelInstallerMetadata_" + newGuid() + L".txt"), file_(folder_.path() / name_) {
-        file_.write(win32::toUtf8(context.telemetry.ToLogText()));
+    RecordFile(const TelemetryMetaData& record, const Carried& carried)
+        : folder_(carried), name_(L"OstravelInstallerMetadata_" + newGuid() + L".txt"), file_(folder_.path() / name_) {
+        file_.write(win32::toUtf8(record.ToLogText()));
     }
     void addTo(MultiPartRequest& body) const { body.AddFilePart(L"file", streamOf(duplicate(file_.handle())), name_); }
 
@@ -83,60 +83,63 @@ private:
     ProtectedFile file_;
 };
 
-void addLog(MultiPartRequest& body, const RunContext& context) {
-    auto log = openForReading(context.logFile);
+// What is sent, and which way.
+struct Upload {
+    const TelemetryMetaData& record;
+    const Carried& carried;
+    const ManagementSite& site;
+    const HttpConfig& config;
+};
+
+void addLog(MultiPartRequest& body, const std::filesystem::path& logFile) {
+    auto log = openForReading(logFile);
     if (const auto size = sizeOf(log.get()); size >= logTooBig) {
         body.AddTextPart(L"LogSizeTooBig", std::to_wstring(size));
     } else {
-        body.AddFilePart(L"file", streamOf(std::move(log)), context.logFile.filename().native());
+        body.AddFilePart(L"file", streamOf(std::move(log)), logFile.filename().native());
     }
 }
 
-web::http::http_request uploadRequest(const RunContext& context, const std::wstring& siteKey) {
+web::http::http_request uploadRequest(const Upload& upload) {
     web::http::http_request request(web::http::methods::POST);
-    request.headers().add(L"x-site", siteKey);
-    request.headers().add(L"x-uuid", valueOrEmpty(context.telemetry, TelemetryKey::agentUid));
+    request.headers().add(L"x-site", upload.site.siteKey);
+    request.headers().add(L"x-uuid", valueOrEmpty(upload.record, TelemetryKey::agentUid));
     request.headers().add(L"User-Agent", userAgent);
     return request;
 }
 
-std::string upload(const RunContext& context, const HttpConfig& config, bool withLog) {
-    const ManagementSite site = findManagementSite(context);
-    if (site.siteKey.empty()) throw std::runtime_error("Missing siteKey, aborting.");
-    const auto request = uploadRequest(context, site.siteKey);
+std::string send(const Upload& upload, bool withLog) {
+    if (upload.site.siteKey.empty()) throw std::runtime_error("Missing siteKey, aborting.");
+    const auto request = uploadRequest(upload);
     std::optional<RecordFile> recordFile; // outlives the body, which has it open
     MultiPartRequest body(request);
-    for (const auto& [key, value] : context.telemetry.entries())
+    for (const auto& [key, value] : upload.record.entries())
         body.AddTextPart(key, value);
     if (withLog) {
-        addLog(body, context);
+        addLog(body, upload.carried.logFile);
     } else {
-        recordFile.emplace(context);
+        recordFile.emplace(upload.record, upload.carried);
         recordFile->addTo(body);
     }
     body.Finish();
-    ManagementClient client(site.server, config, uploadLimit);
+    ManagementClient client(upload.site.server, upload.config, uploadLimit);
     auto answer = client.send(request, std::wstring(uploadPath) + uploadKind, L"multipart/form-data");
     if (body.broken()) throw std::runtime_error("The file could not be read to its end");
     return std::move(answer.text);
 }
 
-std::string sendTelemetryWithLog(const RunContext& context, const HttpConfig& config) {
-    return upload(context, config, true);
-}
+std::string sendTelemetryWithLog(const Upload& upload) { return send(upload, true); }
 
-std::string sendTelemetryMetadataOnly(const RunContext& context, const HttpConfig& config) {
-    return upload(context, config, false);
-}
+std::string sendTelemetryMetadataOnly(const Upload& upload) { return send(upload, false); }
 
-using Send = std::string (*)(const RunContext&, const HttpConfig&);
+using Send = std::string (*)(const Upload&);
 
 // At most three attempts. The pause follows the last one too: what is sent next finds the server rested.
-bool sendWithRetries(const RunContext& context, const HttpConfig& config, InstallationPhaseType phase, Send send) {
+bool sendWithRetries(const Upload& upload, InstallationPhaseType phase, Send send) {
     const auto phaseNumber = static_cast<std::int32_t>(phase);
     for (std::uint32_t attempt = 1; attempt <= mostAttempts; ++attempt) {
         try {
-            const std::string response = send(context, config);
+            const std::string response = send(upload);
             logEvent(LogLevel::Verbose, "SendTelemetryResponse", {{"Response", response}, {"Phase", phaseNumber}});
             return true;
         } catch (const std::exception& error) {
@@ -147,43 +150,44 @@ bool sendWithRetries(const RunContext& context, const HttpConfig& config, Instal
     return false;
 }
 
-void report(RunContext& context, InstallationPhaseType phase, bool metadataOnly) {
-    const std::wstring server = findManagementSite(context).server;
-    if (server.empty()) {
+void report(TelemetryMetaData& record, const ReportSource& source, InstallationPhaseType phase, bool metadataOnly) {
+    const ManagementSite site = findManagementSite(source.found);
+    if (site.server.empty()) {
         logEvent(LogLevel::Error, "SendTelemetryFailedNoMgmtUrl", {{"Phase", static_cast<std::int32_t>(phase)}});
         return;
     }
-    context.telemetry.SetInstallationPhase(phase);
-    const auto config = reportingClientConfig(context, server);
+    record.SetInstallationPhase(phase);
+    const auto config = reportingClientConfig(site.server, source.msiArguments, source.found);
     if (!config) return;
+    const Upload upload{record, source.carried, site, *config};
     const ElapsedTime progress(messages::reporting);
     if (!metadataOnly) {
-        context.flushLog();
-        if (sendWithRetries(context, *config, phase, &sendTelemetryWithLog)) return;
+        source.carried.flushLog();
+        if (sendWithRetries(upload, phase, &sendTelemetryWithLog)) return;
     }
-    sendWithRetries(context, *config, phase, &sendTelemetryMetadataOnly);
+    sendWithRetries(upload, phase, &sendTelemetryMetadataOnly);
 }
 
-web::json::value statusObject(const RunContext& context, const ManagementSite& site) {
+web::json::value statusObject(const TelemetryMetaData& record, const ManagementSite& site) {
     auto status = web::json::value::object(true);
-    status[L"agentUuid"] = web::json::value::string(valueOrEmpty(context.telemetry, TelemetryKey::agentUid));
-    status[L"machineUuid"] = web::json::value::string(valueOrEmpty(context.telemetry, TelemetryKey::machineUid));
+    status[L"agentUuid"] = web::json::value::string(valueOrEmpty(record, TelemetryKey::agentUid));
+    status[L"machineUuid"] = web::json::value::string(valueOrEmpty(record, TelemetryKey::machineUid));
     status[L"statusCode"] = web::json::value::number(statusCode);
     status[L"site"] = web::json::value::string(site.siteKey);
     status[L"mgmtServer"] = web::json::value::string(site.server);
     return status;
 }
 
-void sendStatus(const RunContext& context) {
-    const ManagementSite site = findManagementSite(context);
+void sendStatus(const TelemetryMetaData& record, const ReportSource& source) {
+    const ManagementSite site = findManagementSite(source.found);
     if (site.server.empty()) {
         logEvent(LogLevel::Error, "SendStatusToMgmtFailedNoMgmtUrl");
         return;
     }
-    const auto config = reportingClientConfig(context, site.server);
+    const auto config = reportingClientConfig(site.server, source.msiArguments, source.found);
     if (!config) return;
     const ElapsedTime progress(messages::reporting);
-    const auto status = statusObject(context, site);
+    const auto status = statusObject(record, site);
     web::http::http_request request(web::http::methods::POST);
     request.set_body(status);
     const auto answer =
@@ -194,18 +198,19 @@ void sendStatus(const RunContext& context) {
 
 } // namespace
 
-void ReportPhase(RunContext& context, InstallationPhaseType phase, bool metadataOnly) noexcept {
+void ReportPhase(TelemetryMetaData& record, const ReportSource& source, InstallationPhaseType phase,
+                 bool metadataOnly) noexcept {
     try {
-        report(context, phase, metadataOnly);
+        report(record, source, phase, metadataOnly);
     } catch (const std::exception& error) {
         logEvent(LogLevel::Error, "SendTelemetryFailed",
                  {{"ErrorMsg", error.what()}, {"Phase", static_cast<std::int32_t>(phase)}});
     }
 }
 
-void SendStatusToMgmt(const RunContext& context) noexcept {
+void SendStatusToMgmt(const TelemetryMetaData& record, const ReportSource& source) noexcept {
     try {
-        sendStatus(context);
+        sendStatus(record, source);
     } catch (const std::exception& error) {
         userLog(LogLevel::Error, error.what());
     }

@@ -8,13 +8,12 @@
 namespace kelvane::bst {
 namespace {
 
-std::wstring proxySetting(const RunContext& context) {
-    if (auto given = findInstallerProperty(context.msiArguments, L"SERVER_PROXY")) return *given;
-    return win32::toWide(context.agentProxy.value_or(""));
+std::wstring proxySetting(std::wstring_view msiArguments, const Found& found) {
+    if (auto given = findInstallerProperty(msiArguments, L"SERVER_PROXY")) return *given;
+    return win32::toWide(found.proxy.value_or(""));
 }
 
-std::optional<ProxyUtilities::ProxyConfiguration> proxyConfiguration(const RunContext& context) {
-    const std::wstring setting = proxySetting(context);
+std::optional<ProxyUtilities::ProxyConfiguration> proxyConfiguration(const std::wstring& setting) {
     if (setting.empty()) {
         logEvent(LogLevel::Verbose, "UsingEmptyProxy");
         return std::nullopt;
@@ -26,10 +25,10 @@ std::optional<ProxyUtilities::ProxyConfiguration> proxyConfiguration(const RunCo
 
 } // namespace
 
-std::optional<web::http::client::http_client_config> reportingClientConfig(const RunContext& context,
-                                                                           const std::wstring& server) noexcept {
+std::optional<web::http::client::http_client_config>
+reportingClientConfig(const std::wstring& server, std::wstring_view msiArguments, const Found& found) noexcept {
     try {
-        return ProxyUtilities::MakeHttpClientConfig(server, proxyConfiguration(context));
+        return ProxyUtilities::MakeHttpClientConfig(server, proxyConfiguration(proxySetting(msiArguments, found)));
     } catch (const std::exception& error) {
         logEvent(LogLevel::Error, "FailedDeterminingProxyConfig", {{"ErrorMsg", error.what()}});
         return std::nullopt;

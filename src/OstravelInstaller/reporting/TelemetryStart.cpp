@@ -37,13 +37,12 @@ void recordFreeDiskSpace(TelemetryMetaData& record) {
     }
 }
 
-void recordNewRun(RunContext& context) {
-    TelemetryMetaData& record = context.telemetry;
+void recordNewRun(TelemetryMetaData& record, const Asked& asked, const Found& found) {
     record.SetValue(TelemetryKey::installerType, installerTypeOfThisProgram);
-    record.SetValue(TelemetryKey::diagnosticID, context.diagUid);
-    record.SetValueUtf8(TelemetryKey::agentUid, context.agentUid.value_or(""));
+    record.SetValue(TelemetryKey::diagnosticID, asked.diagUid);
+    record.SetValueUtf8(TelemetryKey::agentUid, found.agentUid.value_or(""));
     record.SetValue(TelemetryKey::machineUid, GetMachineUid().value_or(L""));
-    record.SetValue(TelemetryKey::installationInitiator, initiatorName(context.cmdLine->INSTALLATION_INITIATOR.value));
+    record.SetValue(TelemetryKey::installationInitiator, initiatorName(asked.cmdLine->INSTALLATION_INITIATOR.value));
     const wchar_t* commandLine = GetCommandLineW();
     record.SetValue(TelemetryKey::usedArgs, loggedCommandLine(commandLine ? commandLine : L""));
     record.SetInstallationPhase(InstallationPhaseType::Initial);
@@ -95,15 +94,16 @@ void BuildBasicTelemetryMetadata(TelemetryMetaData& record) {
     record.SetValue(TelemetryKey::deviceType, name->second);
 }
 
-void startTelemetry(RunContext& context, const std::optional<TelemetryMetaData::Entries>& saved) {
+void startTelemetry(TelemetryMetaData& record, const Asked& asked, const Found& found,
+                    const std::optional<TelemetryMetaData::Entries>& saved) {
     if (saved) {
-        restore(context.telemetry, *saved);
+        restore(record, *saved);
     } else {
-        recordNewRun(context);
+        recordNewRun(record, asked, found);
     }
-    recordPreviousVersion(context.telemetry, saved);
-    BuildBasicTelemetryMetadata(context.telemetry);
-    logEvent(LogLevel::Verbose, "BuildBasicTelemetryMetadata", {{"TelemetryMetadata", context.telemetry.ToLogText()}});
+    recordPreviousVersion(record, saved);
+    BuildBasicTelemetryMetadata(record);
+    logEvent(LogLevel::Verbose, "BuildBasicTelemetryMetadata", {{"TelemetryMetadata", record.ToLogText()}});
     logMachine();
 }
 

@@ -30,19 +30,18 @@ constexpr Sentence sentences[] = {
     {Ahead::Removal, false, false, messages::agentGoesAtReboot},
 };
 
-Ahead aheadOf(const RunContext& context) {
-    if (context.result == InstallerResult::RemovalCompletesAfterReboot) return Ahead::Removal;
-    const auto& continuation = context.continuation;
+Ahead aheadOf(InstallerResult result, const Continuation& continuation) {
+    if (result == InstallerResult::RemovalCompletesAfterReboot) return Ahead::Removal;
     const bool left = continuation.scheduled || !continuation.folder.empty() || !continuation.found.empty();
     return left ? Ahead::NextBoot : Ahead::Nothing;
 }
 
 } // namespace
 
-std::wstring closingSentence(const RunContext& context) {
-    const Ahead ahead = aheadOf(context);
+std::wstring closingSentence(const Reported& reported, const Continuation& continuation) {
+    const Ahead ahead = aheadOf(reported.result, continuation);
     const bool agent = agentStillInstalled();
-    const bool installed = agent && ahead == Ahead::Nothing && isSuccess(context.result) && context.lastPackage;
+    const bool installed = agent && ahead == Ahead::Nothing && isSuccess(reported.result) && reported.installationDone;
     const auto* row = std::ranges::find_if(sentences, [&](const Sentence& sentence) {
         return sentence.ahead == ahead && sentence.agent == agent && sentence.installed == installed;
     });

@@ -17,19 +17,19 @@
 namespace kelvane::bst {
 namespace {
 
-bool agentPresent(const RunContext& context) { return context.installedAgent.versionFound || agentRegistered(); }
+bool agentPresent(const RunContext& context) { return context.found.agent.versionFound || agentRegistered(); }
 
 InstallerResult installOnCleanMachine(RunContext& context) {
     const InstallerResult result = runInitialInstallation(context);
     if (isSuccess(result)) return result;
-    if (!context.lastPackage) return result;
-    if (!context.cmdLine->quiet()) {
+    if (!context.reported.lastPackage) return result;
+    if (!context.asked.cmdLine->quiet()) {
         logEvent(LogLevel::Error, "ReinstallInUiModeUnsupported");
         return result;
     }
-    if (context.lastPackage->failureReason != MsiFailureReason::multipleRelatedProducts) return result;
+    if (context.reported.lastPackage->failureReason != MsiFailureReason::multipleRelatedProducts) return result;
     logEvent(LogLevel::Verbose, "ReinstallingDueToMultipleRelatedProducts");
-    forgetConfigBackup(context);
+    forgetConfigBackup(context.carried);
     return cleanAndReinstall(context, PostRebootAction::CleanAndInstall, true);
 }
 
@@ -44,13 +44,13 @@ void forgetEarlierResult(const Options& options) noexcept {
 }
 
 InstallerResult dispatch(RunContext& context) {
-    const Options& options = context.cmdLine.options();
+    const Options& options = context.asked.cmdLine.options();
     const PostRebootAction stage = decodePostRebootAction(options.r.value);
     lookForContinuation(context);
     refuseEndlessBoots(context);
     if (checkPendingReboot(context)) return InstallerResult::AlreadyPendingReboot;
-    if (context.continuation.nothingFound) removeStaleFolders(context.baseFolder, context.tempDir);
-    context.payload.extract(context.tempDir);
+    if (context.continuation.nothingFound) removeStaleFolders(context.carried.baseFolder, context.carried.tempDir);
+    context.carried.payload.extract(context.carried.tempDir);
     if (options.diagnostics_only.value) return runDiagnosticsOnly(context);
     if (options.diagnostics.value) takeDiagnostics(context);
 
@@ -59,7 +59,7 @@ InstallerResult dispatch(RunContext& context) {
 }
 
 bool checkPendingReboot(RunContext& context) {
-    const Options& options = context.cmdLine.options();
+    const Options& options = context.asked.cmdLine.options();
     if (options.afterReboot() || options.ignore_pending_reboot_request.value || options.diagnostics_only.value) {
         return false;
     }

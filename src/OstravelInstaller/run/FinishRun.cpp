@@ -4,7 +4,7 @@
 #include "OstravelInstaller/continuation/ExitCodeFile.h"
 #include "OstravelInstaller/continuation/Reboot.h"
 #include "OstravelInstaller/flows/PreserveConfiguration.h"
-#include "OstravelInstaller/reporting/PhaseReport.h"
+#include "OstravelInstaller/flows/Progress.h"
 #include "OstravelInstaller/run/ClosingSentence.h"
 #include "OstravelInstallerLib/Console.h"
 #include "ProductLib/InstallerEvents.h"
@@ -13,24 +13,24 @@
 namespace kelvane::bst {
 namespace {
 
-void removeWorkingDirectory(RunContext& context) {
-    context.payload.clear();
-    if (!context.tempDirCreated || context.tempDirIsFallback) return;
-    FileUtilities::deleteDirectoryNoThrow(context.tempDir);
+void removeWorkingDirectory(Carried& carried) {
+    carried.payload.clear();
+    if (!carried.tempDirCreated || carried.tempDirIsFallback) return;
+    FileUtilities::deleteDirectoryNoThrow(carried.tempDir);
     // Somebody else may make a directory of that name from now on.
-    context.tempDir.clear();
+    carried.tempDir.clear();
 }
 
-void recordResult(RunContext& context) {
+void recordResult(TelemetryMetaData& record, InstallerResult result) {
     // The record of a run before a reboot may have brought an earlier error.
-    if (code(context.result) >= 1000) context.telemetry.SetValueUtf8(TelemetryKey::errorString, lastWord());
-    context.telemetry.SetValue(TelemetryKey::installerReturnCode, std::to_wstring(code(context.result)));
-    context.telemetry.SetValue(TelemetryKey::installerResult, toTelemetryResult(context.result));
+    if (code(result) >= 1000) record.SetValueUtf8(TelemetryKey::errorString, lastWord());
+    record.SetValue(TelemetryKey::installerReturnCode, std::to_wstring(code(result)));
+    record.SetValue(TelemetryKey::installerResult, toTelemetryResult(result));
 }
 
 // Without a failure nobody reads the log, unless it was asked for.
-bool recordSuffices(const RunContext& context) {
-    return (isSuccess(context.result) || between(context.result, 200, 299)) && !context.forceLogUpload;
+bool recordSuffices(const Reported& reported) {
+    return (isSuccess(reported.result) || between(reported.result, 200, 299)) && !reported.forceLogUpload;
 }
 
 // Nobody is there to answer in these runs.
@@ -38,43 +38,45 @@ bool mayAsk(const Options& options) {
     return !options.quiet() && !options.clean_only.value && !options.r.given && !options.diagnostics_only.value;
 }
 
-void offerReboot(RunContext& context, std::wstring_view question) {
-    const Options& options = context.cmdLine.options();
+void offerReboot(const RunContext& context, std::wstring_view question) {
+    const Options& options = context.asked.cmdLine.options();
     if (!options.reboot_on_need.value && !(mayAsk(options) && askYesNo(question))) return;
-    context.flushLog();
-    reboot(code(context.result));
+    context.carried.flushLog();
+    reboot(code(context.reported.result));
 }
 
 // What a run leaves on success, nobody takes over any more.
 void removeBackup(RunContext& context) {
-    if (isSuccess(context.result) && !context.cmdLine->diagnostics_only.value) forgetConfigBackup(context);
+    const bool done = isSuccess(context.reported.result) && !context.asked.cmdLine->diagnostics_only.value;
+    if (done) forgetConfigBackup(context.carried);
 }
 
 // Last but for a question, the result code and the wait for Enter.
 void printClosingSentence(const RunContext& context) noexcept {
-    if (context.cmdLine->quiet() || !hasConsoleWindow()) return;
+    if (context.asked.cmdLine->quiet() || !hasConsoleWindow()) return;
     try {
-        printLine(closingSentence(context));
+        printLine(closingSentence(context.reported, context.continuation));
     } catch (const std::exception& error) {
         logEvent(LogLevel::Error, "ClosingSentenceFailed", {{"ErrorMsg", error.what()}});
     }
 }
 
 void finish(RunContext& context) {
-    removeWorkingDirectory(context);
+    Reported& reported = context.reported;
+    removeWorkingDirectory(context.carried);
     removeBackup(context);
-    writeExitCodeFile(context.cmdLine->afterReboot(), static_cast<std::int32_t>(code(context.result)));
-    recordResult(context);
-    if (requiresReboot(context.result)) {
-        ReportPhase(context, InstallationPhaseType::WaitingForReboot, false);
-        SendStatusToMgmt(context);
+    writeExitCodeFile(context.asked.cmdLine->afterReboot(), static_cast<std::int32_t>(code(reported.result)));
+    recordResult(reported.telemetry, reported.result);
+    if (requiresReboot(reported.result)) {
+        ReportPhase(reported.telemetry, reportSource(context), InstallationPhaseType::WaitingForReboot, false);
+        SendStatusToMgmt(reported.telemetry, reportSource(context));
         printClosingSentence(context);
         offerReboot(context, messages::askReboot);
         return;
     }
-    ReportPhase(context, InstallationPhaseType::Complete, recordSuffices(context));
+    ReportPhase(reported.telemetry, reportSource(context), InstallationPhaseType::Complete, recordSuffices(reported));
     printClosingSentence(context);
-    if (context.dynamicMonitoringRebootAdvised) offerReboot(context, messages::askRebootForMonitoring);
+    if (reported.dynamicMonitoringRebootAdvised) offerReboot(context, messages::askRebootForMonitoring);
 }
 
 } // namespace

@@ -35,16 +35,16 @@ InstallerResult unexpected(const char* event, TraceFields fields) {
 }
 
 // Fills the context, calls the dispatcher, and turns exceptions into results.
-InstallerResult runGuarded(RunContext& context, const std::optional<ResumedRun>& resumed) {
+InstallerResult runGuarded(Asked& asked, RunContext& context, const std::optional<ResumedRun>& resumed) {
     const auto failed = [&context](const char* event, const std::exception& error) {
-        context.brokenOff = true;
+        context.reported.brokenOff = true;
         const InstallerResult result = unexpected(event, {{"ErrorMsg", error.what()}});
         noteUnprinted(error.what());
         return result;
     };
     try {
-        buildRunContext(context, resumed);
-        if (!context.cmdLine->quiet()) requireDesktop();
+        buildRunContext(asked, context, resumed);
+        if (!asked.cmdLine->quiet()) requireDesktop();
         const Uninterrupted uninterrupted;
         return dispatch(context);
     } catch (const ConsoleEnvironmentError& error) {
@@ -56,7 +56,7 @@ InstallerResult runGuarded(RunContext& context, const std::optional<ResumedRun>&
     } catch (const std::exception& error) {
         return failed("RunFailed", error);
     } catch (...) {
-        context.brokenOff = true;
+        context.reported.brokenOff = true;
         return unexpected("RunFailed", {});
     }
 }
@@ -76,15 +76,16 @@ InstallerResult parseAndRun(Log& log, const BaseFolder& baseFolder) {
     forgetEarlierResult(cmdLine.options());
     answerForExitCodeFile(cmdLine->afterReboot());
     if (!cmdLine->quiet()) openConsoleOnDemand();
-    RunContext context(cmdLine, baseFolder);
-    context.logFile = log.path();
-    context.flushLog = [&log] { return log.FlushLog(); };
+    Asked asked(cmdLine);
+    RunContext context(asked, baseFolder);
+    context.carried.logFile = log.path();
+    context.carried.flushLog = [&log] { return log.FlushLog(); };
     if (resumed) continueFrom(context, *resumed);
-    context.result = runGuarded(context, resumed);
+    context.reported.result = runGuarded(asked, context, resumed);
     settleContinuation(context);
-    logEvent(LogLevel::Verbose, "OstravelInstallerExitCode", {{"ExitCode", code(context.result)}});
+    logEvent(LogLevel::Verbose, "OstravelInstallerExitCode", {{"ExitCode", code(context.reported.result)}});
     finishRun(context);
-    return context.result;
+    return context.reported.result;
 }
 
 InstallerResult run(Log& log, const BaseFolder& baseFolder) noexcept {
