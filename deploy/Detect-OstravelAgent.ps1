@@ -1,5 +1,6 @@
 # Detection script for Intune and for Configuration Manager: prints a line when an agent of at least this version is
 # installed, nothing when not, and ends with 0 either way. Both take "0 and some output" for detected.
+# The ProductVersion of the package carried:
 $wanted = [version]'23.3.3.264'
 
 # The 64-bit view, whichever PowerShell runs this.

@@ -1,5 +1,5 @@
 # Starts the installer that lies beside this script, waits for it, says what its result means, and ends with it.
-# A 103 or 104 without the task that is to go on after the reboot becomes 2000.
+# A 103 or 104 without the task that is to go on after the reboot becomes 2000; 1 means that it could not be started.
 #
 #   powershell.exe -NoProfile -ExecutionPolicy Bypass -File Install-OstravelAgent.ps1 -SiteToken TOKEN
 param(
@@ -9,7 +9,7 @@ param(
 )
 
 $meanings = @{
-    0    = 'The agent is installed.'
+    0    = 'The agent is installed; with --clean_only: removed.'
     12   = 'The agent was upgraded.'
     103  = 'The work goes on by itself after a restart.'
     104  = 'A run after a restart was scheduled already.'
@@ -45,7 +45,7 @@ $meanings = @{
     2025 = 'The installed agent could not be removed.'
 }
 
-$process = Start-Process -FilePath $Installer -ArgumentList "-q -t `"$SiteToken`" $Arguments" -PassThru
+$process = Start-Process -FilePath $Installer -ArgumentList "-q -t `"$SiteToken`" $Arguments" -PassThru -ErrorAction Stop
 $null = $process.Handle # without it the exit code is lost
 $process.WaitForExit()
 $code = $process.ExitCode

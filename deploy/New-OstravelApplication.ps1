@@ -1,5 +1,5 @@
-# Makes a Configuration Manager application; run it from the site's drive, with the console's module loaded.
-# \\server\share\Ostravel holds OstravelInstaller.exe.
+# Makes a Configuration Manager application; run it from the site's drive, with the console's module (2107 or newer) loaded.
+# \\server\share\Ostravel holds OstravelInstaller.exe; Version is the ProductVersion of the package that it carries.
 param(
     [Parameter(Mandatory = $true)][string]$SiteToken,
     [string]$Content = '\\server\share\Ostravel',
@@ -8,7 +8,7 @@ param(
 )
 
 $null = New-CMApplication -Name $Name -Publisher 'Ostravel' -SoftwareVersion $Version
-$detection = Get-Content -Raw -Path (Join-Path $PSScriptRoot 'Detect-OstravelAgent.ps1')
+$detection = [IO.File]::ReadAllText("$PSScriptRoot\Detect-OstravelAgent.ps1") # whatever drive this runs from
 $type = @{
     ApplicationName          = $Name
     DeploymentTypeName       = 'Installer'

@@ -17,10 +17,10 @@ def output(tool, *arguments):
     return subprocess.run([TOOL + tool, *arguments], capture_output=True, text=True, check=True).stdout
 
 
-def image_base():
+def image_base_and_size():
     content = SYMBOLS.read_bytes()
     headers, = struct.unpack_from("<I", content, 60)
-    return struct.unpack_from("<Q", content, headers + 24 + 24)[0]
+    return struct.unpack_from("<Q24xI", content, headers + 24 + 24)
 
 
 def function_before(address):
@@ -41,9 +41,10 @@ def main(places):
     offsets = [re.fullmatch(r"(?:[^+]*\+)?0x([0-9a-fA-F]+)", place) for place in places]
     if not offsets or not all(offsets):
         raise SystemExit('usage: ./dev symbol "OstravelInstaller.exe+0x1234" ...')
-    base = image_base()
+    base, size = image_base_and_size()
     for place, offset in zip(places, offsets):
-        print(f"{place}: {place_of(base + int(offset[1], 16))}")
+        at = int(offset[1], 16)
+        print(f"{place}: {place_of(base + at) if at < size else 'outside the program'}")
 
 
 main(sys.argv[1:])

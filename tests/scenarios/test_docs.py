@@ -116,3 +116,6 @@ def test_start_up_script(endpoint):
         assert not start_up(False)
         product = endpoint.reg_value(r"HKLM\SOFTWARE\Ostravel\Agent", "MSIProductCode")
         assert endpoint.reg_value(rf"{UNINSTALL}\{product}", "DisplayVersion") == version  # what detection reads
+    for shown, starts in ("23.2.1", True), ("23.4.1", False):
+        endpoint.reg_set(rf"{UNINSTALL}\{product}", DisplayVersion=shown)
+        assert start_up(False) == starts

@@ -16,10 +16,10 @@ PAYLOAD, PACKER, UNPACKED, OUT = (rf"{FOLDER}\{name}" for name in ("päyload", "
 PACKAGE, CLEANER, DRIVER = (payload.PARTS[name] for name in ("KelvaneInstaller.msi", "KelvaneCleaner.exe", "KelvaneObliterator.sys"))
 NO_PE = "that cannot be used: it is no 64-bit PE file"
 CUT = "that cannot be used: it is cut short"
-NO_VERSION = "holds a VERSION that cannot be used: it is not a four-part version alone, without a line end"
+NO_VERSION = "holds a VERSION that cannot be used: it is not four dotted numbers alone (each at most 65535, no line end, no byte order mark)"
 UPGRADE_CODE = "{95B9AB60-3BED-4C47-AFC0-E5876A75512A}"
 NO_INSTALLER = "lacks an installer: KelvaneInstaller.msi or KelvaneInstaller.exe"
-NO_DRIVER = "lacks the removal driver, a file whose name ends with .sys"
+NO_DRIVER = "lacks the removal driver, a file NAME.sys (in ASCII, no blanks)"
 FOREIGN = "holds %s, which does not belong there"
 UNREADABLE = "holds a KelvaneInstaller.msi that cannot be used: it is no package that Windows Installer can read (error "
 
@@ -52,7 +52,7 @@ def test_payloads_that_are_refused(endpoint, packer, tmp_path):
     """Nothing is written, and everything that is wrong is said."""
     for changes, *said in [
             ({"VERSION": None}, "lacks VERSION"),
-            ({"VERSION": VERSION + "\n"}, NO_VERSION), ({"VERSION": "23.3.3"}, NO_VERSION),
+            ({"VERSION": VERSION + "\n"}, NO_VERSION), ({"VERSION": "\ufeff" + VERSION}, NO_VERSION), ({"VERSION": "23.3.3"}, NO_VERSION),
             ({"VERSION": "23.3.3.265"}, f'holds a KelvaneInstaller.msi that cannot be used: its ProductVersion is "{VERSION}", '
                                         "VERSION says 23.3.3.265"),
             ({"KelvaneInstaller.msi": None}, NO_INSTALLER), ({"KelvaneInstaller.msi": b"no package"}, UNREADABLE),
@@ -79,8 +79,15 @@ def test_payloads_that_are_refused(endpoint, packer, tmp_path):
             subprocess.run(["rm", "-rf", place], check=True)
             if name in payload.PARTS:
                 endpoint.put(rf"{PAYLOAD}\{name}", payload.PARTS[name])
-    code, lines = packer("--payload", PAYLOAD + "2", "--out", OUT)
-    assert (code, lines) == (1, [f"error: the payload folder {PAYLOAD}2 does not exist", "error: nothing was packed"])
+    elsewhere, nothing = rf"{FOLDER}\none\out.exe", "nothing was packed"
+    for folder, out, *said in [
+            (PAYLOAD + "2", OUT, f"the payload folder {PAYLOAD}2 does not exist", nothing),
+            (PACKER, OUT, f"the payload folder {PACKER} is no folder", nothing),
+            (PAYLOAD + "\\", rf"{PAYLOAD}\out.exe", "--out lies in the payload folder"),
+            (PAYLOAD, UNPACKED.upper(), "--out names the installer that is to be packed"),
+            (PAYLOAD, elsewhere, f"{elsewhere} cannot be written: Path not found.")]:
+        assert packer("--payload", folder, "--out", out) == (1, [f"error: {line}" for line in said])
+    assert packer("--verify", OUT) == (1, [f"error: {OUT} cannot be read: File not found."])
     for arguments in [], ["--payload", PAYLOAD], ["--out"], ["--verify", OUT, "--version", "1.2.3.4"], ["--payload", PAYLOAD, "--out",
                       OUT, "--version", "1.2.3"], ["--help", "me"]:
         assert packer(*arguments)[0] == 2
@@ -122,7 +129,9 @@ def test_pack_sign_verify_run(endpoint, packer, tmp_path):
     signature = ["osslsigncode", "verify", "-CAfile", certificate, "-in"]
     subprocess.run([*signature, certified], check=True)
     code, lines = packer("--verify", endpoint.windows(endpoint.put(INSTALLER, certified)))
-    assert code in (0, 3) and lines[-1].startswith("signature: Throw Away, ")  # Wine trusts whoever has signed
+    assert code == 0 and lines[-1].startswith("signature: Throw Away, ")  # Wine trusts whoever has signed
+    for verdict, ends in ("0x800B0109", 3), ("0x80096010", 1):  # a root that is not trusted; a digest of something else
+        assert endpoint.run("--verify", INSTALLER, exe=PACKER, script={"trust": verdict}).code == ends
     code, lines = packer("--payload", PAYLOAD, "--out", OUT, "--installer", INSTALLER)
     assert code == 1 and "it is signed, and packing would break that" in lines[-1]
     content = certified.read_bytes()

@@ -6,6 +6,9 @@
 #include "ProductLib/AgentProduct.h"
 #include "libkelvane/FileUtilities.h"
 #include "libwin32/Text.h"
+#include "libwin32/Win32Error.h"
+
+#include <windows.h>
 
 #include <algorithm>
 #include <format>
@@ -35,7 +38,8 @@ void checkSetup(const Candidate& file) {
 }
 
 void checkVersionFile(const Candidate& file) {
-    if (!file.version) throw Refusal("it is not a four-part version alone, without a line end");
+    if (!file.version)
+        throw Refusal("it is not four dotted numbers alone (each at most 65535, no line end, no byte order mark)");
 }
 
 // Windows Installer reads three parts of a version and lets packages state the fourth.
@@ -68,7 +72,7 @@ constexpr Part parts[] = {
     {L"KelvaneCleaner.exe", "lacks KelvaneCleaner.exe", false, &checkProgram},
     {L"KelvaneInstaller.exe", "", false, &checkSetup},
     {L"KelvaneInstaller.msi", "", false, &checkPackage},
-    {L".sys", "lacks the removal driver, a file whose name ends with .sys", false, &checkProgram},
+    {L".sys", "lacks the removal driver, a file NAME.sys (in ASCII, no blanks)", false, &checkProgram},
     {L"VERSION", "lacks VERSION", true, &checkVersionFile},
 };
 
@@ -101,16 +105,23 @@ Names namesIn(const std::filesystem::path& folder, std::vector<std::string>& pro
 
 std::optional<AgentVersion> versionIn(const std::filesystem::path& folder, const Names& names) {
     if (std::ranges::find(names, L"VERSION") == names.end()) return std::nullopt;
-    return kelvane::parseAgentVersion(win32::toWide(files::readFile(folder / L"VERSION", mostFileBytes)));
+    try {
+        return kelvane::parseAgentVersion(win32::toWide(files::readFile(folder / L"VERSION", mostFileBytes)));
+    } catch (const win32::Win32Error&) { // told of where every part is read
+        return std::nullopt;
+    }
 }
 
 void readPart(const std::filesystem::path& folder, const Part& part, const std::wstring& name, Payload& payload,
               std::optional<AgentVersion> version, std::vector<std::string>& problems) {
     const auto path = folder / name;
-    PayloadFile file{
-        .name = win32::toUtf8(name), .content = files::readFile(path, mostFileBytes), .stored = part.stored};
+    PayloadFile file{.name = win32::toUtf8(name), .content = {}, .stored = part.stored};
     try {
+        file.content = files::readFile(path, mostFileBytes);
         part.check({path, file.content, version});
+    } catch (const win32::Win32Error& why) {
+        problems.push_back(
+            std::format("holds a {} that cannot be read: {}", file.name, win32::systemErrorText(why.code())));
     } catch (const Refusal& why) {
         problems.push_back(std::format("holds a {} that cannot be used: {}", file.name, why.what()));
     }
@@ -120,8 +131,9 @@ void readPart(const std::filesystem::path& folder, const Part& part, const std::
 } // namespace
 
 Payload readPayload(const std::filesystem::path& folder, std::vector<std::string>& problems) {
-    if (!files::exists(folder) || !files::isDirectory(folder)) {
-        problems.push_back("does not exist");
+    const DWORD attributes = GetFileAttributesW(folder.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+        problems.emplace_back(attributes == INVALID_FILE_ATTRIBUTES ? "does not exist" : "is no folder");
         return {};
     }
     const auto names = namesIn(folder, problems);

@@ -1,17 +1,23 @@
 #include "OstravelPack/report/Output.h"
 
+#include "OstravelPack/image/Bytes.h"
+#include "libkelvane/FileUtilities.h"
 #include "libkelvane/PathUtils.h"
 #include "libkelvane/hash/wincrypt.h"
 #include "libwin32/Text.h"
+#include "libwin32/Win32Error.h"
 
 #include <windows.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <format>
 
 namespace kelvane::pack {
 
 namespace {
+
+constexpr std::uint64_t mostBytes = 0x7FFFFFFF;
 
 // Nothing for a file that was unpacked.
 std::string howPacked(const PayloadFile& file) {
@@ -31,6 +37,14 @@ void print(std::string_view line) {
 
 std::string shown(const std::filesystem::path& path) {
     return win32::toUtf8(kelvane::PathUtils::withoutLongPrefix(path).native());
+}
+
+std::string contentOf(const std::filesystem::path& installer) {
+    try {
+        return kelvane::FileUtilities::readFile(installer, mostBytes);
+    } catch (const win32::Win32Error& why) {
+        throw Refusal(std::format("{} cannot be read: {}", shown(installer), win32::systemErrorText(why.code())));
+    }
 }
 
 void printInstaller(const std::filesystem::path& place, const kelvane::AgentVersion& version, const std::string& file) {

@@ -11,13 +11,12 @@
 #include <windows.h>
 
 #include <format>
+#include <utility>
 
 namespace kelvane::pack {
 namespace {
 
 namespace files = kelvane::FileUtilities;
-
-constexpr std::uint64_t mostBytes = 0x7FFF0000;
 
 Payload wholePayload(const std::filesystem::path& folder) {
     std::vector<std::string> problems;
@@ -28,11 +27,6 @@ Payload wholePayload(const std::filesystem::path& folder) {
     return payload;
 }
 
-PackedInstaller readInstaller(const std::filesystem::path& place) {
-    if (!files::exists(place)) throw Refusal(std::format("the installer {} does not exist", shown(place)));
-    return PackedInstaller(files::readFile(place, mostBytes));
-}
-
 // Whole or not at all.
 void writeWhole(const std::filesystem::path& place, const std::string& content) {
     auto partial = place;
@@ -40,20 +34,28 @@ void writeWhole(const std::filesystem::path& place, const std::string& content) 
     try {
         files::writeFile(partial, content);
         files::moveFileWithCallback(partial, place, {}, MOVEFILE_REPLACE_EXISTING);
-    } catch (...) {
+    } catch (const win32::Win32Error& why) {
         DeleteFileW(partial.c_str());
-        throw;
+        throw Refusal(std::format("{} cannot be written: {}", shown(place), win32::systemErrorText(why.code())));
     }
 }
 
-bool isSameFile(const std::filesystem::path& one, const std::filesystem::path& other) {
+bool isSamePath(const std::filesystem::path& one, const std::filesystem::path& other) {
     return CompareStringOrdinal(one.c_str(), -1, other.c_str(), -1, TRUE) == CSTR_EQUAL;
+}
+
+void checkPlaces(const CommandLine& line) {
+    if (isSamePath(line.installer, line.out)) throw Refusal("--out names the installer that is to be packed");
+    // The next packing would find it there.
+    const auto folder = (line.payload / L"").parent_path(); // however it was written
+    if (isSamePath(folder, line.out.parent_path())) throw Refusal("--out lies in the payload folder");
 }
 
 PackedInstaller packInto(const std::filesystem::path& place, std::string archive,
                          const kelvane::AgentVersion& version) {
+    auto file = contentOf(place);
     try {
-        auto installer = readInstaller(place);
+        PackedInstaller installer(std::move(file));
         installer.pack(std::move(archive), version);
         return installer;
     } catch (const Refusal& why) {
@@ -64,7 +66,7 @@ PackedInstaller packInto(const std::filesystem::path& place, std::string archive
 } // namespace
 
 void pack(const CommandLine& line) {
-    if (isSameFile(line.installer, line.out)) throw Refusal("--out names the installer that is to be packed");
+    checkPlaces(line);
     auto payload = wholePayload(line.payload);
     auto archive = zipArchive(payload.files);
     const auto installer = packInto(line.installer, std::move(archive), line.version.value_or(payload.version));

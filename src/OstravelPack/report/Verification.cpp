@@ -17,13 +17,12 @@
 
 #include <algorithm>
 #include <format>
+#include <utility>
 
 namespace kelvane::pack {
 namespace {
 
 namespace files = kelvane::FileUtilities;
-
-constexpr std::uint64_t mostBytes = 0x7FFFFFFF;
 
 // A folder of this run's own in the user's place for such, removed with the object.
 class ScratchFolder {
@@ -88,8 +87,8 @@ bool printSignature(const PackedInstaller& installer, const std::filesystem::pat
     return false;
 }
 
-bool verifyWhole(const std::filesystem::path& place) {
-    const PackedInstaller installer(files::readFile(place, mostBytes));
+bool verifyWhole(const std::filesystem::path& place, std::string file) {
+    const PackedInstaller installer(std::move(file));
     if (!installer.image().hasRightChecksum()) throw Refusal("the checksum in its headers is not that of the file");
     printPayload(wholePayload(installer));
     printInstaller(place, installer.version(), installer.image().file());
@@ -99,8 +98,9 @@ bool verifyWhole(const std::filesystem::path& place) {
 } // namespace
 
 bool verify(const std::filesystem::path& installer) {
+    auto file = contentOf(installer);
     try {
-        return verifyWhole(installer);
+        return verifyWhole(installer, std::move(file));
     } catch (const Refusal& why) {
         throw Refusal(std::format("{} is not as it was packed: {}", shown(installer), why.what()));
     } catch (const std::logic_error&) { // of the reader of archives
