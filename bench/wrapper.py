@@ -1,5 +1,6 @@
 """A small NSIS wrapper around the same payload: what an installation costs at least where something unpacks and waits."""
 
+import re
 import subprocess
 from pathlib import Path
 
@@ -20,7 +21,7 @@ def make_wrapper(folder, compressor):
 def package_properties(run):
     """What the installer gave the package in this run, without its own switches."""
     command, = (event["command"] for event in run.events_named("executeInstallerCommand"))
-    return command.split('"')[2].partition(" /qn ")[0].strip()
+    return " ".join(re.fullmatch(r'"[^"]*" +(.*) /qn /norestart /i "[^"]*" +(.*)', command).groups())
 
 
 def run_wrapper(endpoint, wrapper, properties):
