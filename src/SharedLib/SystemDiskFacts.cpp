@@ -1,4 +1,4 @@
-#include "SharedLib/SystemFacts.h"
+#include "SharedLib/HostFacts.h"
 
 #include "libwin32/FileTree.h"
 #include "libwin32/Handles.h"

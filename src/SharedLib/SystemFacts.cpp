@@ -1,4 +1,4 @@
-#include "SharedLib/SystemFacts.h"
+#include "SharedLib/HostFacts.h"
 
 #include "ProductLib/AgentRegKeys.h"
 #include "libkelvane/PathUtils.h"

@@ -2,7 +2,7 @@
 
 #include "SharedLib/CatalogDatabase.h"
 #include "SharedLib/DiskRequirements.h"
-#include "SharedLib/SystemFacts.h"
+#include "SharedLib/HostFacts.h"
 #include "SharedLib/TlsRequirements.h"
 #include "libkelvane/PathUtils.h"
 

@@ -187,14 +187,12 @@ void TraceProvider::stop() noexcept {
     if (handle_ != 0) EventUnregister(std::exchange(handle_, REGHANDLE{0}));
 }
 
-void NTAPI TraceProvider::onEnable(const GUID*, ULONG isEnabled, UCHAR level, ULONGLONG matchAny, ULONGLONG matchAll,
+void NTAPI TraceProvider::onEnable(const GUID*, ULONG isEnabled, UCHAR level, ULONGLONG, ULONGLONG,
                                    EVENT_FILTER_DESCRIPTOR*, void* context) {
     auto* provider = static_cast<TraceProvider*>(context);
     if (isEnabled == disableProvider) {
         provider->levelPlusOne_ = 0;
     } else if (isEnabled == enableProvider) {
-        provider->matchAny_ = matchAny;
-        provider->matchAll_ = matchAll;
         provider->levelPlusOne_ = level == 0 ? everyLevel : level + 1U;
     }
 }

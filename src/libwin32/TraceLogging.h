@@ -56,7 +56,8 @@ public:
     TraceProvider(const TraceProvider&) = delete;
     TraceProvider& operator=(const TraceProvider&) = delete;
 
-    // Registers with the callback that keeps the enabled level and keywords. False when registration fails.
+    // Registers with the callback that keeps the enabled level; keywords keep no event of keyword 0 out. False when
+    // registration fails.
     bool start();
     // Registers without a callback: every event goes to the system, which filters it. False when registration fails.
     bool startUnfiltered();
@@ -76,8 +77,6 @@ private:
     std::vector<std::uint8_t> traits_;
     REGHANDLE handle_ = 0;
     volatile std::uint32_t levelPlusOne_ = 0;
-    volatile std::uint64_t matchAny_ = 0;
-    volatile std::uint64_t matchAll_ = 0;
 };
 
 } // namespace win32

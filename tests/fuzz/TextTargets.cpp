@@ -39,27 +39,30 @@ std::vector<wstring> words(const wstring& line) {
 
 // What the run after the reboot is to know, and reads in its own command line.
 std::string readBack(const ContinuationArguments& given) {
+    const Options& options = given.options;
     OstravelInstallerCmdLine line;
     require(line.parse(words(continuationCommandLine(given))), "nothing is shown in quiet mode");
     require(line->quiet() && line->r.value == static_cast<std::uint32_t>(given.action) &&
                 toUtf8(line->fallback_site_token.value) == given.siteToken &&
-                line->INSTALLATION_ID.value == given.installationId && line->tmd.value == given.tmd &&
-                toUtf8(line->installer_arguments.value) == given.installerArguments && line->ppc.value == given.ppc &&
-                toUtf8(line->diagnostic_UID.value) == given.diagnosticUid && line->pmu.value == given.pmu &&
-                line->send_log.value == given.sendLog,
+                line->INSTALLATION_ID.value == given.installationId && line->tmd.value == options.tmd.value &&
+                line->installer_arguments.value == options.installer_arguments.value &&
+                line->ppc.value == options.ppc.value && line->diagnostic_UID.value == given.diagnosticUid &&
+                line->pmu.value == options.pmu.value && line->send_log.value == options.send_log.value,
             "the run after the reboot reads the arguments that were written");
     return toUtf8(continuationCommandLine(given));
 }
 
 std::string askContinuation(std::string_view input) {
     const auto parts = pieces(input, 6);
-    ContinuationArguments given;
-    given.action = PostRebootAction::Install, given.reinstallReason = "HealthCheck";
-    given.siteToken = text(parts[0]), given.installationId = wideText(parts[1]), given.tmd = wideText(parts[2]);
-    given.installerArguments = text(parts[3]), given.ppc = wideText(parts[4]), given.diagnosticUid = text(parts[5]);
-    given.sendLog = input.size() % 2, given.pmu = input.size() % 3;
-    const auto unfit = has(toWide(given.siteToken + *given.diagnosticUid) + given.installationId, lineEndsAndQuote) ||
-                       has(given.tmd + given.ppc + toWide(*given.installerArguments), lineEnds);
+    Options options;
+    options.tmd.value = wideText(parts[2]), options.installer_arguments = {wideText(parts[3]), true};
+    options.ppc.value = wideText(parts[4]);
+    options.send_log.value = input.size() % 2, options.pmu.value = input.size() % 3;
+    ContinuationArguments given{.options = options, .action = PostRebootAction::Install, .siteToken = text(parts[0])};
+    given.installationId = wideText(parts[1]), given.reinstallReason = L"HealthCheck";
+    given.diagnosticUid = wideText(parts[5]);
+    const auto unfit = has(toWide(given.siteToken) + given.diagnosticUid + given.installationId, lineEndsAndQuote) ||
+                       has(options.tmd.value + options.ppc.value + options.installer_arguments.value, lineEnds);
     return answerUnless(unfit, [&] { return readBack(given); });
 }
 
@@ -80,11 +83,8 @@ std::string askCommandLine(std::string_view input) {
     } catch (const HandledByCommandLineParserError& error) {
         return error.what();
     }
-    ContinuationArguments next;
-    next.siteToken = toUtf8(line->fallback_site_token.value), next.installationId = line->INSTALLATION_ID.value;
-    next.tmd = line->tmd.value, next.ppc = line->ppc.value, next.pmu = line->pmu.value;
-    next.installerArguments = toUtf8(line->installer_arguments.value), next.sendLog = line->send_log.value;
-    next.diagnosticUid = toUtf8(line->diagnostic_UID.value);
+    ContinuationArguments next{.options = line.options(), .siteToken = toUtf8(line->fallback_site_token.value)};
+    next.installationId = line->INSTALLATION_ID.value, next.diagnosticUid = line->diagnostic_UID.value;
     return answerUnless(has(line->installer_arguments.value, lineEnds), [&] { return readBack(next); });
 }
 

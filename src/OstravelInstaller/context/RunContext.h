@@ -16,8 +16,8 @@
 // must carry a whole run over a reboot take them all.
 namespace kelvane::bst {
 
-// What the flows have decided, for the package and the continuation. A run that goes on begins with what the one before
-// it had.
+// What the flows have decided, for the package and the continuation; ContextBuilder begins it, in a run that goes on
+// with what the one before it had decided.
 struct Decided {
     std::optional<ReinstallReason> reinstallReason;
     bool downgradeDetected = false;
@@ -27,7 +27,8 @@ struct Decided {
     std::optional<std::string> extraMsiText; // further properties for the package, passed on as they stand
 };
 
-// What is to run at the next boot, as far as it concerns this run. Filled by continuation/ alone.
+// What is to run at the next boot, as far as it concerns this run. Filled by continuation/; the dispatcher notes that
+// what it found waits.
 struct Continuation {
     bool nothingFound = false;    // the task service has said that nothing was scheduled when the run began
     std::filesystem::path found;  // the folder of what was

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "OstravelInstallerLib/CommandLineUtils.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -14,22 +16,15 @@ enum class PostRebootAction : std::uint32_t { None = 0, CleanAndInstall = 1, Ins
 PostRebootAction decodePostRebootAction(std::uint32_t value);
 
 struct ContinuationArguments {
+    const Options& options; // of this run; some of them are passed on
     PostRebootAction action = PostRebootAction::None;
-    std::string siteToken; // opaque
-    std::wstring installationId;
-    std::wstring tmd;
-    std::optional<std::string> reinstallReason; // the reason's name
-    std::optional<std::string> installerArguments;
-    std::optional<std::wstring> i; // -i, -u, -m: values of options that a build may have
-    std::optional<std::string> u;
-    std::optional<std::string> m;
-    std::wstring ppc; // passed on unless it is empty
-    std::optional<std::string> diagnosticUid;
-    bool rebootOnNeed = false;
-    bool diagnostics = false;
-    bool sendLog = false;
-    bool dontFailOnConfigPreservingFailures = false;
-    bool pmu = false;
+    std::string siteToken{}; // opaque
+    std::wstring installationId{};
+    std::optional<std::wstring> reinstallReason{}; // the reason's name
+    std::optional<std::wstring> i{};               // -i, -u, -m: values of options that a build may have
+    std::optional<std::string> u{};
+    std::optional<std::string> m{};
+    std::wstring diagnosticUid{}; // passed on unless it is empty
 };
 
 // The arguments with which the installer's copy is started. Every value arrives there unchanged, whatever quotes,

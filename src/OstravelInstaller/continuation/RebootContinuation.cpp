@@ -8,7 +8,6 @@
 #include "SharedLib/InstalledAgent.h"
 #include "libkelvane/UserLog.h"
 #include "libwin32/CommandLine.h"
-#include "libwin32/Text.h"
 
 #include <stdexcept>
 
@@ -18,28 +17,12 @@ namespace {
 // Runs begun at boot that may fail to come to their end.
 constexpr std::uint32_t mostBoots = 3;
 
-std::optional<std::string> utf8If(bool present, std::wstring_view value) {
-    return present ? std::optional(win32::toUtf8(value)) : std::nullopt;
-}
-
 ContinuationArguments argumentsOf(const RunContext& context, PostRebootAction action) {
-    const Options& options = context.asked.cmdLine.options();
-    ContinuationArguments arguments;
-    arguments.action = action;
+    ContinuationArguments arguments{.options = context.asked.cmdLine.options(), .action = action};
     arguments.siteToken = context.found.siteToken.value_or("");
     arguments.installationId = context.asked.installationId;
-    arguments.tmd = options.tmd.value;
-    if (context.decided.reinstallReason) {
-        arguments.reinstallReason = win32::toUtf8(reinstallReasonName(*context.decided.reinstallReason));
-    }
-    arguments.installerArguments = utf8If(options.installer_arguments.given, options.installer_arguments.value);
-    arguments.ppc = options.ppc.value;
-    arguments.diagnosticUid = utf8If(!context.asked.diagUid.empty(), context.asked.diagUid);
-    arguments.rebootOnNeed = options.reboot_on_need.value;
-    arguments.diagnostics = options.diagnostics.value;
-    arguments.sendLog = options.send_log.value;
-    arguments.dontFailOnConfigPreservingFailures = options.dont_fail_on_config_preserving_failures.value;
-    arguments.pmu = options.pmu.value;
+    if (const auto reason = context.decided.reinstallReason) arguments.reinstallReason = reinstallReasonName(*reason);
+    arguments.diagnosticUid = context.asked.diagUid;
     return arguments;
 }
 

@@ -1,6 +1,6 @@
 #include "SharedLib/SystemRequirements.h"
 #include "SharedLib/DiskRequirements.h"
-#include "SharedLib/SystemFacts.h"
+#include "SharedLib/HostFacts.h"
 #include "Support.h"
 #include "libwin32/Win32Error.h"
 

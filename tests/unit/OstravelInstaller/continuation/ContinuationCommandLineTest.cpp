@@ -9,20 +9,21 @@
 using namespace kelvane::bst;
 
 TEST(ContinuationCommandLine, HasEachPartWhenItsConditionHolds) {
-    ContinuationArguments arguments;
-    arguments.action = PostRebootAction::Install;
+    Options given;
+    ContinuationArguments arguments{.options = given, .action = PostRebootAction::Install};
     arguments.siteToken = "t";
     arguments.installationId = L"I";
     EXPECT_EQ(continuationCommandLine(arguments), L"-q -r \"2\" -t \"t\" INSTALLATION_ID=I tmd=\"\"");
     arguments.action = PostRebootAction::CleanAndInstall;
-    arguments.tmd = L"C:\\tm d\\";
-    arguments.reinstallReason = "HealthCheck";
-    arguments.installerArguments = "A=1";
+    given.tmd.value = L"C:\\tm d\\";
+    arguments.reinstallReason = L"HealthCheck";
+    given.installer_arguments = {L"A=1", true};
     arguments.i = L"i", arguments.u = "u", arguments.m = "m";
-    arguments.ppc = L"ppc";
-    arguments.diagnosticUid = "uid-1";
-    arguments.rebootOnNeed = arguments.diagnostics = arguments.sendLog = true;
-    arguments.dontFailOnConfigPreservingFailures = arguments.pmu = true;
+    given.ppc.value = L"ppc";
+    arguments.diagnosticUid = L"uid-1";
+    for (auto* option : {&given.reboot_on_need, &given.diagnostics, &given.send_log, &given.pmu,
+                         &given.dont_fail_on_config_preserving_failures})
+        option->value = true;
     EXPECT_EQ(continuationCommandLine(arguments),
               L"-q -r \"1\" -t \"t\" INSTALLATION_ID=I tmd=\"C:\\tm d\\\\\" BST_REINSTALL_REASON=HealthCheck -a \"A=1\""
               L" -i \"i\" -u \"u\" -m \"m\" --ppc=\"ppc\" --diagnostic_UID=uid-1 -b --diagnostics --send_log"
@@ -30,19 +31,19 @@ TEST(ContinuationCommandLine, HasEachPartWhenItsConditionHolds) {
 
     // The options of the last line are read back, whatever the values are.
     arguments.i.reset(), arguments.u.reset(), arguments.m.reset();
-    arguments.installerArguments = "X=\"a b\" Y=\\\\s\\\\\"q\" Z=C:\\\xC3\xBC\\";
-    arguments.ppc = L"p c\"\\";
+    given.installer_arguments.value = L"X=\"a b\" Y=\\\\s\\\\\"q\" Z=C:\\\u00FC\\";
+    given.ppc.value = L"p c\"\\";
     OstravelInstallerCmdLine cmdLine;
     ASSERT_TRUE(cmdLine.parse(support::words(continuationCommandLine(arguments))));
     const Options& options = cmdLine.options();
     EXPECT_EQ(decodePostRebootAction(options.r.value), arguments.action);
     EXPECT_EQ(win32::toUtf8(options.fallback_site_token.value), arguments.siteToken);
     EXPECT_EQ(options.INSTALLATION_ID.value, arguments.installationId);
-    EXPECT_EQ(options.tmd.value, arguments.tmd);
-    EXPECT_EQ(win32::toUtf8(options.BST_REINSTALL_REASON.value), arguments.reinstallReason);
-    EXPECT_EQ(win32::toUtf8(options.installer_arguments.value), arguments.installerArguments);
-    EXPECT_EQ(options.ppc.value, arguments.ppc);
-    EXPECT_EQ(win32::toUtf8(options.diagnostic_UID.value), arguments.diagnosticUid);
+    EXPECT_EQ(options.tmd.value, given.tmd.value);
+    EXPECT_EQ(options.BST_REINSTALL_REASON.value, arguments.reinstallReason);
+    EXPECT_EQ(options.installer_arguments.value, given.installer_arguments.value);
+    EXPECT_EQ(options.ppc.value, given.ppc.value);
+    EXPECT_EQ(options.diagnostic_UID.value, arguments.diagnosticUid);
     EXPECT_TRUE(options.quiet() && options.reboot_on_need && options.diagnostics && options.send_log && options.pmu &&
                 options.dont_fail_on_config_preserving_failures);
 
