@@ -8,7 +8,7 @@ from agents import TEMP, VERSION
 from harness import BUILD, TOP, UNINSTALL
 
 DOCS, SRC = TOP / "docs", TOP / "src"
-PAGES = [TOP / "README.md", *sorted(DOCS.glob("*.md"))]
+PAGES = [TOP / "README.md", TOP / "CONTRIBUTING.md", *sorted(DOCS.glob("*.md"))]
 CODE = {place.relative_to(SRC).as_posix(): place.read_text() for place in SRC.rglob("*") if place.suffix in (".cpp", ".h")}
 RESULTS = {int(code): name for name, code in re.findall(r"^    (\w+) = (\d+),", CODE["OstravelInstaller/context/InstallerResult.h"],
                                                         re.MULTILINE) if name != "FallBackToReinstall"}
@@ -36,7 +36,7 @@ def test_pages(page):
     assert sum(max(1, math.ceil(len(line) / SCREENS[1])) for line in text.splitlines()) <= SCREENS[0]
     for target in re.findall(r"\]\(([^)#]+)[^)]*\)", text):
         assert (page.parent / target).exists(), target
-    assert page.name == "README.md" or f"(docs/{page.name})" in PAGES[0].read_text(), "nothing leads here"
+    assert page.name == "README.md" or f"({page.relative_to(TOP)})" in PAGES[0].read_text(), "nothing leads here"
 
 
 def test_results():
