@@ -1,5 +1,6 @@
 """Runs that go on after a reboot."""
 
+import hashlib
 import json
 
 import pytest
@@ -100,18 +101,24 @@ def test_tasks_of_that_name(endpoint):
         plant(endpoint, program, user)
         assert "ForeignSchedTaskFound" in check(endpoint, STATELESS, 1000, SAME).event_names
         assert not endpoint.tasks and not left(endpoint, "QX_R_")
-    guard = {"guard": True, "packageStarted": False, "boots": 0, "arguments": '-q -r "1"', "vdi": False, "uwfMode": False,
-             "initiator": "Other", "configBackup": False, "record": {}}
-    for content, script, code, lines, stays in [
-            (json.dumps(guard | {"guard": False}), {}, 104, PENDING, True), ("{damaged", {}, 104, PENDING, True),
-            (json.dumps(guard), {}, 1000, SAME, False),
-            ("", {"fail": "GetTask:*:0x80070005"}, 1000, SAME, True), ("", {"fail": "LookupAccountNameW:*:5"}, 1000, SAME, True),
-            (json.dumps(guard), {"fail": "DeleteTask:*:0x80070005"}, 1000, SAME, True)]:
-        endpoint.put(copy, "")
+    waiting = {"guard": False, "packageStarted": False, "boots": 0, "arguments": '-q -r "1"', "vdi": False, "uwfMode": False,
+               "initiator": "Other", "configBackup": False, "record": {}, "copy": [7, hashlib.sha256(b"program").hexdigest()]}
+    guard, waiting = json.dumps(waiting | {"guard": True}), json.dumps(waiting)
+    for program, content, script, code, lines, stays in [
+            ("program", waiting, {}, 104, PENDING, True), ("", guard, {}, 1000, SAME, False),
+            ("program", waiting, {"fail": r"CreateFileW:*:32:QX_R_1\OstravelInstaller.exe"}, 104, PENDING, True),
+            ("", waiting, {}, 1000, SAME, False), ("programs", waiting, {}, 1000, SAME, False),
+            ("Program", waiting, {}, 1000, SAME, False), ("program", waiting, {"fail": "ReadFile:*:23:QX_R_1"}, 1000, SAME, False),
+            ("program", waiting[:-9], {}, 1000, SAME, False), ("program", "", {}, 1000, SAME, False),
+            ("", "", {"fail": "GetTask:*:0x80070005"}, 1000, SAME, True),
+            ("", "", {"fail": "LookupAccountNameW:*:5"}, 1000, SAME, True),
+            ("", guard, {"fail": "DeleteTask:*:0x80070005"}, 1000, SAME, True)]:
+        endpoint.put(copy, program)
         endpoint.put(state, content)
         plant(endpoint, copy)
         run = check(endpoint, STATELESS, code, lines, script=script)
         assert bool(endpoint.tasks) == bool(left(endpoint, "QX_R_")) == stays
+        assert ("ContinuationDamaged" in run.event_names) == (content == waiting and code == 1000)
     assert run.events_named("DeleteSchedTaskFailed")[0].items() >= {"Call": "Could not delete task", "HResult": 0x80070005}.items()
 
 

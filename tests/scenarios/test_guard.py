@@ -1,5 +1,7 @@
 """A machine whose agent is removed gets another, whatever comes in between."""
 
+import json
+
 import pytest
 
 from agents import *
@@ -7,6 +9,7 @@ from harness import BUILD, INSTALLER, MSIEXEC, STAND_IN
 from test_continuation import INSTALLING, TASK, after_reboot
 
 NO_TASK = ["Failed to create OstravelInstaller's scheduled task."]
+REFUSED = "RegisterTaskDefinition:*:0x80070005"
 AT_ONCE = [*STATELESS, "--pmu"]
 INSTALLED = {"Kelvane Agent": VERSION}
 IN_PROGRESS = ("Another MSI installation is already in progress. Complete that installation before before you start this "
@@ -99,7 +102,7 @@ def test_an_agent_stays_until_its_successor_is_ready(endpoint):
         run = check(endpoint, [*mode, *arguments], code, lines, script=script)
         assert not any("KelvaneCleaner" in command for command in run.commands) and not endpoint.tasks and not left(endpoint, "QX_R_")
         assert (code == 2000) == ("RunFailedWithRunTimeError" in run.event_names)
-    run = check(endpoint, ["-q"], 2002, NO_TASK, script={"fail": "RegisterTaskDefinition:*:0x80070005"})
+    run = check(endpoint, ["-q"], 2002, NO_TASK, script={"fail": REFUSED})
     failed, = run.events_named("ScheduleContinuationOnNextBootFailed")
     assert failed.items() >= {"Call": "Could not register task", "HResult": 0x80070005}.items()
     install(endpoint, UserConfig=SERVER | {"site_key": 'a" INJECTED=1 "'})
@@ -126,9 +129,37 @@ def test_failures_after_the_cleaning(endpoint):
     task = endpoint.tasks[TASK]
     after_reboot(endpoint, 103, [*INSTALLING, *REBOOT_FIRST[2:]], script={"fail": "CreateProcessW:*:5:msiexec"})
     assert endpoint.tasks[TASK] == task
-    endpoint.put(task["Path"][:-21] + "Continuation.json", "{damaged")
-    assert "ContinuationStateUnreadable" in after_reboot(endpoint, 0, INSTALLING).event_names
+
+
+def state_of(task):
+    return task["Path"][:-21] + "Continuation.json"
+
+
+def test_a_state_that_cannot_be_read_or_written(endpoint):
+    """At boot: the run goes by its task's arguments, and comes to an end."""
+    failing, full = "FindResourceW:1:1813", "MoveFileExW:*:112:Continuation.json"
+    install(endpoint)
+    check(endpoint, ["-q"], 103, REBOOT_FIRST, "")
+    state = state_of(endpoint.tasks[TASK])
+    for content in "", '{"guard": tru', '{"guard": 1, "boots": "2"}', bytes(range(256)), '"' + "x" * (10 << 20) + '"':
+        endpoint.put(state, content)
+        run = after_reboot(endpoint, 2000, UNEXPECTED, script={"fail": failing})
+        assert "ContinuationStateUnreadable" in run.event_names and endpoint.tasks
+    kept = json.loads(endpoint.unix(state).read_text())
+    assert (kept["boots"], kept["copy"][0]) == (1, endpoint.unix(INSTALLER).stat().st_size)
+    after_reboot(endpoint, 0, INSTALLING, script={"fail": full})
     assert endpoint.products == INSTALLED and not endpoint.tasks
+    check(endpoint, ["-q"], 103, STUCK, "", script=HUNG)
+    kept = json.loads(endpoint.unix(state_of(endpoint.tasks[TASK])).read_text())
+    endpoint.put(state_of(endpoint.tasks[TASK]), json.dumps(kept | {"arguments": "-q -r x"}))
+    run = endpoint.run_task(endpoint.tasks[TASK])
+    assert (run.code, run.printed, endpoint.tasks) == (206, "", {}) and "ContinuationGivenUp" in run.event_names
+    for fails, code, lines in ([failing], 2000, UNEXPECTED), ([], 103, REBOOT_FIRST), ([REFUSED], 2002, REBOOT_FIRST):
+        check(endpoint, ["-q"], 103, STUCK, "", script=HUNG)
+        after_reboot(endpoint, code, lines, script={"fail": [full, *fails]})
+        assert bool(endpoint.tasks) == (code == 103)
+        if endpoint.tasks:
+            after_reboot(endpoint, 0, INSTALLING, script={"fail": full})
 
 
 def test_the_copy_is_what_runs(endpoint):

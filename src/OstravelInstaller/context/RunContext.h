@@ -6,6 +6,7 @@
 #include "OstravelInstaller/context/PackageRun.h"
 #include "OstravelInstaller/context/ReinstallReason.h"
 #include "OstravelInstaller/context/TelemetryMetaData.h"
+#include "libkelvane/FileDigest.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -34,6 +35,7 @@ struct Continuation {
     std::filesystem::path found;  // the folder of what was
     bool foundGuard = false;      // and that a run had left it which was cut off
     std::filesystem::path folder; // of what this run has scheduled, or was started from
+    FileDigest copy;              // what the executable in either holds
     std::wstring arguments;       // its task's
     bool own = false;             // this run was started from it
     std::uint32_t boots = 0;      // runs begun from it

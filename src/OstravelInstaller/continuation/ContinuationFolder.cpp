@@ -1,10 +1,16 @@
 #include "OstravelInstaller/continuation/ContinuationFolder.h"
 
 #include "OstravelInstaller/continuation/OwnImage.h"
+#include "libkelvane/FileStream.h"
 #include "libkelvane/FileUtilities.h"
+#include "libkelvane/PathUtils.h"
 #include "libkelvane/ProtectedDirectory.h"
 #include "libkelvane/UserLog.h"
+#include "libwin32/FileTree.h"
+#include "libwin32/Win32Error.h"
 
+#include <algorithm>
+#include <format>
 #include <vector>
 
 namespace kelvane::bst {
@@ -30,6 +36,24 @@ std::vector<std::filesystem::path> entriesOf(const std::filesystem::path& folder
     return entries;
 }
 
+win32::UniqueHandle openItself(const std::filesystem::path& file) {
+    win32::UniqueHandle handle(CreateFileW(PathUtils::longPath(file).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                           OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_SEQUENTIAL_SCAN,
+                                           nullptr));
+    FILE_ATTRIBUTE_TAG_INFO info{};
+    win32::check(handle && GetFileInformationByHandleEx(handle.get(), FileAttributeTagInfo, &info, sizeof info),
+                 "openItself");
+    if (win32::isLink(info.FileAttributes, info.ReparseTag)) win32::throwWin32("openItself", ERROR_CANT_ACCESS_FILE);
+    return handle;
+}
+
+// Says nothing of the file.
+bool isPassing(std::uint32_t code) {
+    constexpr std::uint32_t passing[] = {ERROR_SHARING_VIOLATION, ERROR_LOCK_VIOLATION,      ERROR_NOT_ENOUGH_MEMORY,
+                                         ERROR_OUTOFMEMORY,       ERROR_NO_SYSTEM_RESOURCES, ERROR_TOO_MANY_OPEN_FILES};
+    return std::ranges::count(passing, code) != 0;
+}
+
 void removeAll(const std::vector<std::filesystem::path>& entries) noexcept {
     for (const auto& entry : entries)
         FileUtilities::deleteDirectoryNoThrow(entry);
@@ -51,14 +75,26 @@ std::optional<std::filesystem::path> ownContinuationFolder(const BaseFolder& bas
 
 std::filesystem::path copyIn(const std::filesystem::path& folder) { return folder / copyName; }
 
-std::filesystem::path makeCopy(const BaseFolder& baseFolder) {
+Copy makeCopy(const BaseFolder& baseFolder) {
     const auto folder = baseFolder.makeFolder(folderPrefix);
     try {
-        copyOwnImage(copyIn(folder));
-        return folder;
+        return {folder, copyOwnImage(copyIn(folder))};
     } catch (...) {
         FileUtilities::deleteDirectoryNoThrow(folder);
         throw;
+    }
+}
+
+std::string faultOfCopy(const std::filesystem::path& folder, const FileDigest& expected) {
+    try {
+        const auto heldFolder = FileUtilities::holdProtectedDirectory(folder);
+        const auto copy = openItself(copyIn(folder));
+        const std::uint64_t size = sizeOf(copy.get());
+        if (size != expected.size) return std::format("The copy has {} bytes of {}", size, expected.size);
+        return digestOf(copy.get()) == expected ? "" : "The copy holds other bytes";
+    } catch (const win32::Win32Error& error) {
+        if (isPassing(error.code())) throw;
+        return error.what();
     }
 }
 

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "OstravelInstaller/context/BaseFolder.h"
+#include "libkelvane/FileDigest.h"
 
 #include <filesystem>
 #include <optional>
+#include <string>
 
 // The folders in the base folder, named "QX_R_" and a GUID, that hold what a run leaves for the next boot: a copy of
 // the installer and, beside it, what that one has to know. Administrators and SYSTEM alone can use them.
@@ -17,9 +19,16 @@ std::optional<std::filesystem::path> ownContinuationFolder(const BaseFolder& bas
 
 // The installer in such a folder.
 std::filesystem::path copyIn(const std::filesystem::path& folder);
-// Copies the running program into a new folder; returns the folder. On failure nothing is left behind. Throws
-// std::exception.
-std::filesystem::path makeCopy(const BaseFolder& baseFolder);
+// Copies the running program into a new folder. On failure nothing is left behind. Throws std::exception.
+struct Copy {
+    std::filesystem::path folder;
+    FileDigest digest;
+};
+Copy makeCopy(const BaseFolder& baseFolder);
+// What is wrong with the installer in such a folder, which has to hold just that; empty when nothing is. Reads the
+// whole file unless its size tells. Throws std::exception when it cannot be found out now, as while somebody uses the
+// file.
+std::string faultOfCopy(const std::filesystem::path& folder, const FileDigest& expected);
 
 // Deletes a folder; of the running executable's own what is not in use. What is left goes with a later ordinary run.
 void removeCopy(const std::filesystem::path& folder) noexcept;

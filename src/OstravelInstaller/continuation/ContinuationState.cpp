@@ -28,6 +28,9 @@ public:
         document[name] = value::array(
             {value::string(win32::toWide(settings.mgmtServer)), value::string(win32::toWide(settings.site))});
     }
+    void operator()(const wchar_t* name, const FileDigest& file) {
+        document[name] = value::array({value::number(file.size), value::string(file.sha256)});
+    }
     void operator()(const wchar_t* name, const TelemetryMetaData::Entries& entries) {
         auto& object = document[name] = value::object();
         for (const auto& [key, text] : entries)
@@ -55,6 +58,10 @@ public:
         const auto& pair = document_.at(name).as_array();
         settings = {win32::toUtf8(pair.at(0).as_string()), win32::toUtf8(pair.at(1).as_string())};
     }
+    void operator()(const wchar_t* name, FileDigest& file) {
+        const auto& pair = document_.at(name).as_array();
+        file = {pair.at(0).as_number().to_uint64(), pair.at(1).as_string()};
+    }
     void operator()(const wchar_t* name, TelemetryMetaData::Entries& entries) {
         for (const auto& [key, text] : document_.at(name).as_object())
             entries.emplace(key, text.as_string());
@@ -74,6 +81,7 @@ void visit(Visitor& member, State& state) {
     member(L"packageStarted", state.packageStarted);
     member(L"boots", state.boots);
     member(L"arguments", state.arguments);
+    member(L"copy", state.copy);
     member(L"agentUid", state.agentUid);
     member(L"vdi", state.isVdi);
     member(L"uwfMode", state.uwfMode);
@@ -136,6 +144,10 @@ std::optional<ContinuationState> loadState(const std::filesystem::path& folder) 
         logEvent(LogLevel::Error, "ContinuationStateUnreadable", {{"ErrorMsg", error.what()}});
         return std::nullopt;
     }
+}
+
+void dropState(const std::filesystem::path& folder) noexcept {
+    FileUtilities::deleteDirectoryNoThrow(folder / stateName);
 }
 
 } // namespace kelvane::bst

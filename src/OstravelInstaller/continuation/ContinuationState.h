@@ -15,6 +15,7 @@ struct ContinuationState {
     bool packageStarted = false; // the agent had been removed and the package, perhaps, been started
     std::uint32_t boots = 0;     // runs begun from it
     std::wstring arguments;
+    FileDigest copy; // what the executable holds
 
     // What the documented command line has no place for.
     std::optional<std::string> agentUid;
@@ -28,7 +29,13 @@ struct ContinuationState {
     std::optional<std::filesystem::path> alternativeInstaller;
     bool configBackup = false; // this program made the configuration backup
     TelemetryMetaData::Entries record;
+
+    // Not so in a run whose state was damaged: it had its own arguments and no more.
+    bool complete() const { return !record.empty(); }
 };
+
+// Runs begun at boot that may fail to come to their end.
+inline constexpr std::uint32_t mostBoots = 3;
 
 // What the run knows; arguments and progress are the caller's to fill in.
 ContinuationState stateOf(const RunContext& context);
@@ -39,5 +46,7 @@ void restore(Asked& asked, RunContext& context, const ContinuationState& state);
 void saveState(const std::filesystem::path& folder, const ContinuationState& state);
 // None when there is no file, or when it is damaged (logged).
 std::optional<ContinuationState> loadState(const std::filesystem::path& folder) noexcept;
+// Removes the file. The run that the task starts goes by the task's arguments then.
+void dropState(const std::filesystem::path& folder) noexcept;
 
 } // namespace kelvane::bst

@@ -7,12 +7,9 @@
 
 #include <string_view>
 #include <utility>
-#include <vector>
 
 namespace kelvane::bst {
 namespace {
-
-constexpr DWORD blockSize = 1 << 20;
 
 struct OwnImage {
     OwnImage() noexcept {
@@ -43,24 +40,11 @@ const OwnImage& ownImage() {
     return image;
 }
 
-// Reads a file from its start, block by block.
-class BlockReader {
-public:
-    explicit BlockReader(HANDLE file) : file_(file), block_(blockSize) {
-        win32::check(SetFilePointerEx(file, {}, nullptr, FILE_BEGIN), "SetFilePointerEx");
-    }
-
-    // Empty at the end. Valid until the next call.
-    std::string_view next() {
-        DWORD length = 0;
-        win32::check(ReadFile(file_, block_.data(), blockSize, &length, nullptr), "ReadFile");
-        return {block_.data(), length};
-    }
-
-private:
-    HANDLE file_;
-    std::vector<char> block_;
-};
+HANDLE heldImage() {
+    const OwnImage& image = ownImage();
+    if (!image.file) win32::throwWin32("CreateFileW", image.error);
+    return image.file.get();
+}
 
 void writeCopy(HANDLE image, const std::filesystem::path& to) {
     win32::UniqueHandle file = win32::createFileForAdministrators(PathUtils::longPath(to).c_str());
@@ -88,11 +72,14 @@ void holdOwnImage() noexcept { ownImage(); }
 
 const std::filesystem::path& ownImagePath() noexcept { return ownImage().path; }
 
-void copyOwnImage(const std::filesystem::path& to) {
-    const OwnImage& image = ownImage();
-    if (!image.file) win32::throwWin32("CreateFileW", image.error);
-    writeCopy(image.file.get(), to);
-    compare(image.file.get(), OwnImage::openForReading(to).get());
+FileDigest ownImageDigest() { return digestOf(heldImage()); }
+
+FileDigest copyOwnImage(const std::filesystem::path& to) {
+    const HANDLE image = heldImage();
+    writeCopy(image, to);
+    const auto copy = OwnImage::openForReading(to);
+    compare(image, copy.get());
+    return digestOf(copy.get());
 }
 
 } // namespace kelvane::bst

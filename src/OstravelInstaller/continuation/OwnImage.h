@@ -1,5 +1,7 @@
 #pragma once
 
+#include "libkelvane/FileDigest.h"
+
 #include <filesystem>
 
 // The file of the running program. While it is held nobody changes, exchanges or removes it, so that what the next boot
@@ -13,8 +15,11 @@ void holdOwnImage() noexcept;
 // The program's full path; empty when it could not be had.
 const std::filesystem::path& ownImagePath() noexcept;
 
-// Writes the held file's content to a new file for administrators only, on the disk when this returns, and compares the
-// two. Throws Win32Error.
-void copyOwnImage(const std::filesystem::path& to);
+// What the held file holds. Throws Win32Error.
+FileDigest ownImageDigest();
+
+// Writes the held file's content to a new file for administrators only, on the disk when this returns, compares the
+// two, and returns what the new one holds. Throws Win32Error.
+FileDigest copyOwnImage(const std::filesystem::path& to);
 
 } // namespace kelvane::bst

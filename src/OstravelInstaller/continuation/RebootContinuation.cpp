@@ -14,9 +14,6 @@
 namespace kelvane::bst {
 namespace {
 
-// Runs begun at boot that may fail to come to their end.
-constexpr std::uint32_t mostBoots = 3;
-
 ContinuationArguments argumentsOf(const RunContext& context, PostRebootAction action) {
     ContinuationArguments arguments{.options = context.asked.cmdLine.options(), .action = action};
     arguments.siteToken = context.found.siteToken.value_or("");
@@ -31,6 +28,7 @@ ContinuationState stateFor(const RunContext& context, PostRebootAction action, b
     state.guard = guard;
     state.packageStarted = action == PostRebootAction::Install && context.continuation.packageStarted;
     state.arguments = continuationCommandLine(argumentsOf(context, action));
+    state.copy = context.continuation.copy;
     // The same step again; another one begins to count anew.
     if (state.arguments == context.continuation.arguments) state.boots = context.continuation.boots;
     return state;
@@ -49,15 +47,16 @@ bool registerTask(Continuation& continuation, const std::wstring& arguments) noe
 }
 
 // The folder that the task is to start from, with all that lies in it.
-std::filesystem::path makeFolder(const RunContext& context, const ContinuationState& state) {
-    std::filesystem::path folder;
+Copy makeFolder(const RunContext& context, ContinuationState state) {
+    Copy copy;
     try {
-        folder = makeCopy(context.carried.baseFolder);
-        saveState(folder, state);
-        return folder;
+        copy = makeCopy(context.carried.baseFolder);
+        state.copy = copy.digest;
+        saveState(copy.folder, state);
+        return copy;
     } catch (const std::exception& error) {
         userLog(LogLevel::Error, error.what());
-        if (!folder.empty()) removeCopy(folder);
+        if (!copy.folder.empty()) removeCopy(copy.folder);
         throw std::runtime_error("Failed to create copy of current OstravelInstaller.");
     }
 }
@@ -67,7 +66,9 @@ bool begin(RunContext& context, const ContinuationState& state) {
     // What the task service puts before the arguments, and a reason that is found later.
     constexpr std::size_t room = 128;
     win32::checkCommandLine(context.carried.baseFolder.path().native() + std::wstring(room, L' ') + state.arguments);
-    continuation.folder = makeFolder(context, state);
+    const Copy copy = makeFolder(context, state);
+    continuation.folder = copy.folder;
+    continuation.copy = copy.digest;
     if (!registerTask(continuation, state.arguments)) {
         removeCopy(continuation.folder);
         continuation.folder.clear();
@@ -80,15 +81,18 @@ bool begin(RunContext& context, const ContinuationState& state) {
 }
 
 // The state goes before the task's arguments, so it is the state that makes the change. What fails leaves things as
-// they stood.
+// they stood, but for a step that was tried for the last time: a state that says it again would have it repeated.
 bool change(RunContext& context, const ContinuationState& state) noexcept {
     auto& continuation = context.continuation;
+    const bool sameStep = state.arguments == continuation.arguments;
     try {
         saveState(continuation.folder, state);
+        continuation.boots = state.boots;
     } catch (const std::exception& error) {
         logEvent(LogLevel::Error, "ContinuationStateNotWritten", {{"ErrorMsg", error.what()}});
+        if (!sameStep && !mayTryAgain(context)) dropState(continuation.folder);
     }
-    return state.arguments == continuation.arguments || registerTask(continuation, state.arguments);
+    return sameStep || registerTask(continuation, state.arguments);
 }
 
 bool schedule(RunContext& context, const ContinuationState& state) {
@@ -123,7 +127,7 @@ bool registerContinuation(RunContext& context, PostRebootAction action) {
     logEvent(LogLevel::Verbose, "ContinueOnNextBoot", {{"PostRebootAction", static_cast<std::uint32_t>(action)}});
     const bool guarded = !context.continuation.folder.empty();
     const bool registered = schedule(context, stateFor(context, action, false));
-    if (!registered && !guarded) return false;
+    if (!registered && !(guarded && mayTryAgain(context))) return false;
     context.continuation.scheduled = true;
     logEvent(LogLevel::Verbose, "ScheduleContinuationOnNextBootSucceeded");
     userLog(LogLevel::Information, "OstravelInstaller will begin running automatically after a reboot.");
@@ -154,8 +158,26 @@ void lookForContinuation(RunContext& context) noexcept {
     if (task.answer != TaskAnswer::Ours || continuation.own) return;
     continuation.found = task.folder;
     const auto state = loadState(task.folder);
-    continuation.foundGuard = state && state->guard;
-    if (continuation.foundGuard) logEvent(LogLevel::Verbose, "GuardOfAnEndedRunFound");
+    // A state that cannot be read keeps nobody from anything; it stays for the boot until this run has done better.
+    continuation.foundGuard = !state || state->guard;
+    if (!state) return;
+    continuation.copy = state->copy;
+    if (state->guard) logEvent(LogLevel::Verbose, "GuardOfAnEndedRunFound");
+}
+
+bool waitsForReboot(RunContext& context) noexcept {
+    const auto& continuation = context.continuation;
+    if (continuation.found.empty() || continuation.foundGuard) return false;
+    try {
+        const std::string fault = faultOfCopy(continuation.found, continuation.copy);
+        if (fault.empty()) return true;
+        logEvent(LogLevel::Warning, "ContinuationDamaged", {{"ErrorMsg", fault}});
+    } catch (const std::exception& error) {
+        userLog(LogLevel::Error, error.what());
+        return true;
+    }
+    forgetContinuation(context);
+    return false;
 }
 
 void refuseEndlessBoots(const RunContext& context) {

@@ -10,9 +10,13 @@ namespace kelvane::bst {
 
 // Asks, once in a run, what is scheduled.
 void lookForContinuation(RunContext& context) noexcept;
+// Whether what was found waits for a reboot, and can still be run: one whose copy is not what it was made (all of which
+// is read) is logged and removed.
+bool waitsForReboot(RunContext& context) noexcept;
 
 // Schedules the continuation. False when the task service refuses: the copy is gone again then. A guard that stands
-// becomes the continuation, and that does not fail. Throws std::runtime_error when the program cannot be copied
+// becomes the continuation, and that does not fail, but in a run whose boot cannot be counted. Throws
+// std::runtime_error when the program cannot be copied
 // ("Failed to create copy of current OstravelInstaller.") or a value cannot be carried.
 bool registerContinuation(RunContext& context, PostRebootAction action);
 

@@ -1,10 +1,14 @@
 #include "OstravelInstaller/continuation/ResumedRun.h"
 
 #include "OstravelInstaller/continuation/ContinuationFolder.h"
+#include "OstravelInstaller/continuation/ContinuationTask.h"
+#include "OstravelInstaller/continuation/OwnImage.h"
 #include "ProductLib/InstallerEvents.h"
+#include "libkelvane/UserLog.h"
 
 #include <windows.h>
 
+#include <algorithm>
 #include <string_view>
 
 namespace kelvane::bst {
@@ -19,10 +23,20 @@ std::wstring ownArguments() {
     return std::wstring(start == std::wstring_view::npos ? L"" : line.substr(start));
 }
 
+FileDigest ownDigestIfAny() noexcept {
+    try {
+        return ownImageDigest();
+    } catch (const std::exception& error) {
+        userLog(LogLevel::Error, error.what());
+        return {};
+    }
+}
+
 ResumedRun readWhatWasLeft(const std::filesystem::path& folder, const std::wstring& arguments) {
     if (auto state = loadState(folder)) return {folder, std::move(*state)};
-    ResumedRun damaged{folder, {}, false};
+    ResumedRun damaged{folder, {}};
     damaged.state.arguments = arguments;
+    damaged.state.copy = ownDigestIfAny();
     return damaged;
 }
 
@@ -33,6 +47,7 @@ void countBoot(ResumedRun& run) {
         saveState(run.folder, run.state);
     } catch (const std::exception& error) {
         logEvent(LogLevel::Error, "ContinuationStateNotWritten", {{"ErrorMsg", error.what()}});
+        run.state.boots = std::max(run.state.boots, mostBoots);
     }
 }
 
@@ -53,10 +68,16 @@ std::optional<ResumedRun> resumeContinuation(const BaseFolder& baseFolder) noexc
     }
 }
 
+void giveUp(const ResumedRun& resumed) noexcept {
+    logEvent(LogLevel::Error, "ContinuationGivenUp", {{"Boots", resumed.state.boots}});
+    if (deleteContinuationTask()) removeCopy(resumed.folder);
+}
+
 void continueFrom(RunContext& context, const ResumedRun& resumed) {
     context.continuation.own = true;
     context.continuation.folder = resumed.folder;
     context.continuation.arguments = resumed.state.arguments;
+    context.continuation.copy = resumed.state.copy;
     context.continuation.boots = resumed.state.boots;
     context.continuation.packageStarted = resumed.state.packageStarted;
 }

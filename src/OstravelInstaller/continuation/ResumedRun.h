@@ -11,12 +11,14 @@ namespace kelvane::bst {
 struct ResumedRun {
     std::filesystem::path folder;
     ContinuationState state;
-    bool complete = true; // false: the state was damaged; it holds this run's own arguments and no more
 };
 
 // Whether this run is one. The boot is counted on the disk before this returns, and what is scheduled is from now on
-// the guard of this run.
+// the guard of this run. One that cannot be counted is the last that may fail.
 std::optional<ResumedRun> resumeContinuation(const BaseFolder& baseFolder) noexcept;
+
+// Removes what would only fail in the same way at the next boot.
+void giveUp(const ResumedRun& resumed) noexcept;
 
 // Tells the run what it is.
 void continueFrom(RunContext& context, const ResumedRun& resumed);

@@ -67,7 +67,7 @@ void buildRunContext(Asked& asked, RunContext& context, const std::optional<Resu
     context.found = findAgent(options.fallback_site_token.value);
     asked.initiator = options.INSTALLATION_INITIATOR.given ? options.INSTALLATION_INITIATOR.value : L"Other";
     if (options.alternative_installer_path.given) asked.alternativeInstaller = options.alternative_installer_path.value;
-    const bool restored = resumed && resumed->complete;
+    const bool restored = resumed && resumed->state.complete();
     if (restored) restore(asked, context, resumed->state);
     asked.installationId = chosenInstallationId(asked.cmdLine);
     asked.diagUid = options.diagnostic_UID.given ? options.diagnostic_UID.value : newGuid();

@@ -63,9 +63,8 @@ bool checkPendingReboot(RunContext& context) {
     if (options.afterReboot() || options.ignore_pending_reboot_request.value || options.diagnostics_only.value) {
         return false;
     }
-    auto& continuation = context.continuation;
-    if (continuation.found.empty() || continuation.foundGuard) return false;
-    continuation.scheduled = true;
+    if (!waitsForReboot(context)) return false;
+    context.continuation.scheduled = true;
     logEvent(LogLevel::Verbose, "OstravelInstallerIsAlreadyPendingForReboot");
     printLine(messages::alreadyRequiresReboot);
     return true;

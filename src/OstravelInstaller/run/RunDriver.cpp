@@ -61,9 +61,16 @@ InstallerResult runGuarded(Asked& asked, RunContext& context, const std::optiona
     }
 }
 
-// Of a run that goes on the command line is what the run before it meant.
+// Of a run that goes on the command line is what the run before it meant. One that is refused would be so at each boot.
 bool parse(OstravelInstallerCmdLine& cmdLine, const std::optional<ResumedRun>& resumed) {
-    return resumed ? cmdLine.parseLine(L"OstravelInstaller.exe " + resumed->state.arguments) : cmdLine.parse();
+    if (!resumed) return cmdLine.parse();
+    try {
+        if (cmdLine.parseLine(L"OstravelInstaller.exe " + resumed->state.arguments)) return true;
+    } catch (const HandledByCommandLineParserError&) {
+        logEvent(LogLevel::Verbose, "OstravelInstallerOutputHandlerExecutedInQuietMode");
+    }
+    giveUp(*resumed);
+    return false;
 }
 
 InstallerResult parseAndRun(Log& log, const BaseFolder& baseFolder) {

@@ -1,63 +1,35 @@
 #include "libkelvane/hash/wincrypt.h"
 
-#include "libwin32/Handles.h"
 #include "libwin32/Win32Error.h"
-
-#include <windows.h>
-
-#include <wincrypt.h>
 
 #include <array>
 #include <span>
 
 namespace kelvane::hash {
-namespace {
 
-struct ProviderTraits {
-    using Type = HCRYPTPROV;
-    static bool isValid(HCRYPTPROV provider) { return provider != 0; }
-    static void close(HCRYPTPROV provider) { CryptReleaseContext(provider, 0); }
-};
+Hash::Hash(ALG_ID algorithm) {
+    win32::check(CryptAcquireContextW(provider_.put(), nullptr, nullptr, PROV_RSA_AES, CRYPT_VERIFYCONTEXT),
+                 "CryptAcquireContext");
+    win32::check(CryptCreateHash(provider_.get(), algorithm, 0, 0, hash_.put()), "CryptCreateHash");
+}
 
-struct HashTraits {
-    using Type = HCRYPTHASH;
-    static bool isValid(HCRYPTHASH hash) { return hash != 0; }
-    static void close(HCRYPTHASH hash) { CryptDestroyHash(hash); }
-};
+void Hash::add(const void* data, std::size_t size) {
+    win32::check(CryptHashData(hash_.get(), static_cast<const BYTE*>(data), static_cast<DWORD>(size), 0),
+                 "CryptHashData");
+}
 
-// A hash of that kind in the making.
-class Hash {
-public:
-    explicit Hash(ALG_ID algorithm) {
-        win32::check(CryptAcquireContextW(provider_.put(), nullptr, nullptr, PROV_RSA_AES, CRYPT_VERIFYCONTEXT),
-                     "CryptAcquireContext");
-        win32::check(CryptCreateHash(provider_.get(), algorithm, 0, 0, hash_.put()), "CryptCreateHash");
+std::wstring Hash::text() const {
+    std::array<BYTE, 32> digest{};
+    DWORD size = static_cast<DWORD>(digest.size());
+    win32::check(CryptGetHashParam(hash_.get(), HP_HASHVAL, digest.data(), &size, 0), "CryptGetHashParam");
+    std::wstring text;
+    for (const BYTE byte : std::span(digest).first(size)) {
+        constexpr std::wstring_view digits = L"0123456789abcdef";
+        text += digits[byte >> 4];
+        text += digits[byte & 15];
     }
-
-    void add(const void* data, std::size_t size) {
-        win32::check(CryptHashData(hash_.get(), static_cast<const BYTE*>(data), static_cast<DWORD>(size), 0),
-                     "CryptHashData");
-    }
-
-    std::wstring text() const {
-        std::array<BYTE, 32> digest{};
-        DWORD size = static_cast<DWORD>(digest.size());
-        win32::check(CryptGetHashParam(hash_.get(), HP_HASHVAL, digest.data(), &size, 0), "CryptGetHashParam");
-        std::wstring text;
-        for (const BYTE byte : std::span(digest).first(size)) {
-            constexpr std::wstring_view digits = L"0123456789abcdef";
-            text += digits[byte >> 4];
-            text += digits[byte & 15];
-        }
-        return text;
-    }
-
-private:
-    win32::UniqueResource<ProviderTraits> provider_;
-    win32::UniqueResource<HashTraits> hash_;
-};
-
-} // namespace
+    return text;
+}
 
 std::wstring sha1OfTexts(const std::vector<std::wstring>& texts) {
     Hash hash(CALG_SHA1);
