@@ -8,6 +8,7 @@ namespace kelvane::bst {
 namespace {
 
 constexpr std::string_view quietFlag = "q";
+constexpr std::string_view endOfOptions = "--";
 constexpr std::string_view reinstallReasonPrefix = "BST_REINSTALL_REASON=";
 
 struct SplitArgument {
@@ -58,6 +59,7 @@ private:
         if (option && (parts.dashes != 0 || bareValue)) {
             write(*option, parts);
         } else if (!takeFlags(parts)) {
+            result_.endOfOptions = result_.endOfOptions || argument == endOfOptions;
             result_.arguments.push_back(argument);
         }
     }

@@ -17,6 +17,7 @@ struct OptionName {
 struct NormalizedArguments {
     std::vector<std::string> arguments; // what the parser is given
     bool quiet = false;                 // the quiet switch is among them, whatever else is wrong with them
+    bool endOfOptions = false;          // so is "--" in an option's place, behind which the parser reads nothing
     std::optional<std::string> reinstallReason;
 };
 

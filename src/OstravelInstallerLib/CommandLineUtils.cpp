@@ -101,6 +101,7 @@ bool OstravelInstallerCmdLine::parse(const std::vector<std::wstring>& arguments)
     parser_->commandLine.reset();
     options_ = {};
     try {
+        if (normalized.endOfOptions) throw TCLAP::CmdLineParseException("Couldn't find match for argument", "--");
         parser_->commandLine.parse(normalized.arguments);
         Options options = parser_->options.read();
         if (const char* message = brokenRule(options)) throw TCLAP::CmdLineParseException(message);

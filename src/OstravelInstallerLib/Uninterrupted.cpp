@@ -48,25 +48,31 @@ HWND createWindow() {
 
 } // namespace
 
-SessionEndGuard::SessionEndGuard() : thread_(CreateThread(nullptr, 0, &run, this, 0, &threadId_)) {
+SessionEndGuard::SessionEndGuard() {
+    auto share = std::make_unique<std::shared_ptr<Shared>>(shared_);
+    thread_.reset(CreateThread(nullptr, 0, &run, share.get(), 0, &threadId_));
     win32::check(static_cast<bool>(thread_), "CreateThread");
-    const HANDLE either[] = {ready_.handle(), thread_.get()};
+    [[maybe_unused]] const auto* const theThreads = share.release();
+    const HANDLE either[] = {shared_->ready.handle(), thread_.get()};
     WaitForMultipleObjects(2, either, FALSE, longestMs);
 }
 
 SessionEndGuard::~SessionEndGuard() {
+    shared_->over = true;
     PostThreadMessageW(threadId_, WM_QUIT, 0, 0);
     WaitForSingleObject(thread_.get(), longestMs);
 }
 
-DWORD WINAPI SessionEndGuard::run(void* self) {
+DWORD WINAPI SessionEndGuard::run(void* shared) {
+    const std::unique_ptr<std::shared_ptr<Shared>> own(static_cast<std::shared_ptr<Shared>*>(shared));
     const HWND window = createWindow();
     MSG message{};
     // Makes the queue that the end is posted to, window or not.
     PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE);
-    SetEvent(static_cast<SessionEndGuard*>(self)->ready_.handle());
+    SetEvent((*own)->ready.handle());
     if (window) ShutdownBlockReasonCreate(window, blockReason);
-    while (GetMessageW(&message, nullptr, 0, 0) > 0)
+    // An end that came before there was a queue is not in it.
+    while (!(*own)->over && GetMessageW(&message, nullptr, 0, 0) > 0)
         DispatchMessageW(&message);
     if (window) DestroyWindow(window);
     UnregisterClassW(windowClass, GetModuleHandleW(nullptr));

@@ -2,6 +2,8 @@
 
 #include "libwin32/Win32Event.h"
 
+#include <atomic>
+#include <memory>
 #include <optional>
 
 namespace kelvane::bst {
@@ -9,15 +11,20 @@ namespace kelvane::bst {
 // A top-level window that nobody sees and that refuses the end of the session, on a thread of its own.
 class SessionEndGuard {
 public:
-    SessionEndGuard(); // Throws Win32Error "CreateThread"
+    SessionEndGuard(); // Throws Win32Error "CreateThread", and of the event
     ~SessionEndGuard();
     SessionEndGuard(const SessionEndGuard&) = delete;
     SessionEndGuard& operator=(const SessionEndGuard&) = delete;
 
 private:
-    static DWORD WINAPI run(void* self);
+    // The thread's too: it may begin, and end, when this object is gone.
+    struct Shared {
+        win32::Win32Event ready;
+        std::atomic<bool> over = false;
+    };
+    static DWORD WINAPI run(void* shared);
 
-    win32::Win32Event ready_;
+    std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
     DWORD threadId_ = 0;
     win32::UniqueHandle thread_;
 };

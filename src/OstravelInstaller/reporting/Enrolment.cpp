@@ -41,6 +41,21 @@ bool isLoopback(const std::wstring& host) {
     return host == L"localhost" || host == L"[::1]" || isLoopbackAddress(host);
 }
 
+// As it is written: the HTTP library takes a port of 0 or of none for one that was left out, and larger ones as they
+// come.
+bool isPortUsable(const std::wstring& server) {
+    constexpr unsigned long mostPort = 65535;
+    const auto start = server.find(L"://") + 3;
+    auto place = std::wstring_view(server).substr(start, server.find_first_of(L"/?#", start) - start);
+    place.remove_prefix(place.rfind(L'@') + 1);
+    const auto colon = place.find_last_of(L":]");
+    if (colon == std::wstring_view::npos || place[colon] == L']') return true;
+    const std::wstring port(place.substr(colon + 1));
+    if (port.empty() || port.find_first_not_of(L"0123456789") != std::wstring::npos) return false;
+    const unsigned long number = std::wcstoul(port.c_str(), nullptr, 10);
+    return number != 0 && number <= mostPort;
+}
+
 } // namespace
 
 std::optional<ManagementSite> siteFromToken(std::string_view token) {
@@ -62,6 +77,7 @@ std::optional<ManagementSite> siteFromToken(std::string_view token) {
 bool mayReportTo(const std::wstring& server) {
     try {
         const web::uri address(server);
+        if (!isPortUsable(server)) return false;
         if (address.scheme() == L"https") return !address.host().empty();
         return address.scheme() == L"http" && isLoopback(address.host());
     } catch (const std::exception&) {

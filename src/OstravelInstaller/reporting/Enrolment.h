@@ -18,7 +18,8 @@ struct ManagementSite {
 // characters; nothing for any other token.
 std::optional<ManagementSite> siteFromToken(std::string_view token);
 
-// Whether reports may go to the address: https, or http on this machine itself (127.0.0.0/8, ::1, localhost).
+// Whether reports may go to the address: https, or http on this machine itself (127.0.0.0/8, ::1, localhost), on a port
+// that there can be.
 bool mayReportTo(const std::wstring& server);
 
 // Out of the site token, else out of the installed agent's configuration as it was last read. An address that reports

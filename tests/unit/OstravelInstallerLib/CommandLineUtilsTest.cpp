@@ -64,6 +64,8 @@ TEST(CommandLine, RefusesWhatItCannotRead) {
     const std::pair<const wchar_t*, const char*> cases[] = {
         {L"--unknown_option", "Couldn't find match for argument"},
         {L"-force=1", "Couldn't find match for argument"},
+        {L"-f -- --clean_only", "Couldn't find match for argument"},
+        {L"-t -- --tmd --", ""},
         {L"-f --force", "Argument already set!"},
         {L"-a", "Missing a value for this argument!"},
         {L"-r -1", "Couldn't read argument value from string '-1'"},

@@ -25,7 +25,8 @@ TEST(Enrolment, OnlyTokensOfTheKnownFormNameTheSite) {
 
 TEST(Enrolment, ReportsGoOverHttpsOrStayOnTheMachine) {
     for (const auto* server : {L"https://m.example", L"HTTPS://m.example:8443/x", L"https://u:p@m.example",
-                               L"http://localhost:1", L"http://LocalHost/", L"http://127.1.2.3", L"http://[::1]:8080"})
+                               L"http://localhost:1", L"http://LocalHost/", L"http://127.1.2.3", L"http://[::1]:8080",
+                               L"https://h:65535?q=:0", L"https://u:0@h", L"https://[::1]"})
         EXPECT_TRUE(mayReportTo(server)) << server;
     for (const auto* server :
          {L"http://m.example", L"http://127.0.0.1.example", L"http://127.0.0.1@m.example", L"http://localhost.example",
@@ -33,4 +34,8 @@ TEST(Enrolment, ReportsGoOverHttpsOrStayOnTheMachine) {
           L"http://127.0.0.1.", L"http://[::2]", L"ftp://localhost", L"m.example", L"https://", L"https:m.example",
           L"//m.example", L"https://a b", L"x", L""})
         EXPECT_FALSE(mayReportTo(server)) << server;
+    for (const auto* port : {L"", L"/x", L"0", L"00?x", L"65536", L"99999", L"18446744073709551617", L"abc"}) {
+        EXPECT_FALSE(mayReportTo(std::wstring(L"https://u:1@h:") + port)) << port;
+        EXPECT_FALSE(mayReportTo(std::wstring(L"https://[::1]:") + port)) << port;
+    }
 }
