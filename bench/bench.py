@@ -15,6 +15,7 @@ sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests" / "scena
 
 from harness import BUILD, MSIEXEC, Endpoint  # noqa: E402
 from management import ManagementServer  # noqa: E402
+from bad_servers import measure_bad_servers  # noqa: E402
 from big_payload import INSTALLER, make_archive, make_executable  # noqa: E402
 from figures import Figures  # noqa: E402
 from wrapper import make_wrapper, package_properties, run_wrapper  # noqa: E402
@@ -207,6 +208,7 @@ def main():
         measure_size(figures)
         measure_installation(figures, server)
         measure_crowd(figures)
+        measure_bad_servers(figures, FOLDER)
         measure_upload(figures, server)
         measure_extraction(figures, server)
     shutil.rmtree(FOLDER)
