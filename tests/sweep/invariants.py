@@ -111,8 +111,8 @@ def a_failure_is_named(after):
 
 
 def the_identity_stays(after):
-    """An upgraded agent keeps its identifier."""
-    if not (after.journey.agent and after.whole_version == VERSION and after.code in (0, 12)):
+    """An upgraded agent keeps its identifier, unless what knew it was damaged."""
+    if after.journey.damage or not (after.journey.agent and after.whole_version == VERSION and after.code in (0, 12)):
         return None
     if after.machine.reg_value(PROPERTIES_KEY, "AGENT_UID") not in (AGENT_UID, ""):
         return "another identifier"

@@ -23,6 +23,8 @@ class Journey:
     after: str | None = VERSION  # installed afterwards when nothing failed, the old one where it stays
     first: tuple = ()  # arguments of a run before, whose continuation waits
     at_boot: bool = False  # what is swept is the run that the task starts
+    damage: tuple = ()  # a file of the continuation and what is left of it: nobody boots before somebody runs the program
+    about: str = ""  # only calls with this in their arguments are swept
     script: dict = field(default_factory=lambda: NO_LOG)
 
     def prepare(self, machine):
@@ -31,6 +33,9 @@ class Journey:
         machine.put(TEMP + r"\SC-exit-code.txt", "12")
         if self.first:
             assert machine.run(*self.first, script=NO_LOG, time_scale=SCALE).code == 103
+        if self.damage:
+            name, content = self.damage
+            machine.put(machine.tasks[TASK]["Path"].rpartition("\\")[0] + "\\" + name, content)
 
     def start(self, machine, server, script=None, **options):
         arguments = [server.token if one == "TOKEN" else one for one in self.arguments]
@@ -48,4 +53,7 @@ JOURNEYS = {
     "clean_only": Journey(("-q", "--clean_only"), 0, agent=OLD, after=None),
     "diagnostics": Journey(("-q", "--diagnostics_only"), 0, agent=OLD, after=OLD),
     "waiting": Journey(("-q",), 104, agent=OLD, after=None, first=("-q",)),
+    "cut_copy": Journey(("-q", "-t", "TOKEN"), 0, agent=OLD, first=("-q",), damage=("OstravelInstaller.exe", ""), about="QX_R_"),
+    "cut_state": Journey(("-q", "-t", "TOKEN"), 0, agent=OLD, first=("-q",), damage=("Continuation.json", "{"), about="QX_R_"),
+    "cut_state_at_boot": Journey((), 0, agent=OLD, first=("-q",), at_boot=True, damage=("Continuation.json", ""), about="QX_R_"),
 }

@@ -1,11 +1,11 @@
 """Fails every call of a run once, or ends the run at every moment, and looks at what it leaves: `./dev sweep`.
 
-    sweep.py [--journey NAME ...] [--only FUNCTION] [--every N] [--sample N] [--kill] [--again]
+    sweep.py [--journey NAME ...] [--only FUNCTION] [--every N] [--sample N] [--kill] [--other-errors] [--again]
 
 Done points are kept in build/sweep/ for as long as the program stays the same, so that a sweep that was broken off goes
 on; --again begins anew. --sample takes N points, the same ones each time. With --kill the process ends at each event and
 each file, registry, process and task call; then the machine boots, without what had not been flushed, or somebody starts the
-program again, in turn.
+program again, in turn. With --other-errors each call fails with another of its errors.
 """
 
 import argparse
@@ -20,6 +20,7 @@ from collections import Counter, defaultdict
 
 from machine import Machine
 
+from errors import OUT_OF_MEMORY, TASK_METHODS, error_of
 from harness import BUILD
 from invariants import After, violations
 from journeys import JOURNEYS, SCALE, TASK
@@ -28,46 +29,32 @@ from runs import records_of
 
 WORK = BUILD / "sweep"
 MALLOCS = (1, 10, 60, 300, 1000, 2000, 4000)
-ACCESS_DENIED, OUT_OF_MEMORY, DISK_FULL, BROKEN_READ, SHARING, SERVER_GONE = 5, 8, 112, 23, 32, 1722
-HRESULT = 0x80070000
-# What each call really gives; by the beginning of its name, the first that fits.
-ERRORS = (("NtCreateFile", 0xC0000022), ("NtQueryKey", 0xC0000034), ("RtlGetVersion", 0xC0000001), ("CreateFileW", SHARING),
-          ("WriteFile", DISK_FULL), ("FlushFileBuffers", DISK_FULL), ("ReadFile", BROKEN_READ), ("_read", BROKEN_READ),
-          ("CreateProcessW", OUT_OF_MEMORY), ("CreateNamedPipe", OUT_OF_MEMORY), ("CreateEvent", OUT_OF_MEMORY),
-          ("Event", 8), ("QueryAllTraces", 8), ("Cred", 1168), ("WinHttp", 12029), ("Filter", HRESULT + 2),
-          ("CoCreateInstance", HRESULT + SERVER_GONE), ("Co", HRESULT + 14), ("SHGet", HRESULT + 5),
-          ("get_", HRESULT + SERVER_GONE), ("put_", HRESULT + SERVER_GONE), ("Msi", 1601), ("BCrypt", 0xC0000017),
-          ("ISAS", 0), ("", ACCESS_DENIED))
 # A clock cannot fail, and a handle that is not closed keeps what Windows would let go of.
 UNTOUCHED = ("GetTickCount64", "GetLocalTime", "GetSystemTimeAsFileTime", "CloseServiceHandle")
-TASK_METHODS = ("Connect", "NewTask", "GetFolder", "CreateFolder", "GetTask", "DeleteTask", "RegisterTaskDefinition", "Create",
-                "SetSecurityDescriptor")
 MOMENTS = ("EventWriteTransfer", "CreateFileW", "NtCreateFile", "WriteFile", "MoveFileExW", "DeleteFileW", "CreateDirectoryW",
            "SetFileInformationByHandle", "FlushFileBuffers", "Reg", "CreateProcessW", *TASK_METHODS)
 
 
-def error_of(call):
-    if call in TASK_METHODS:
-        return HRESULT + SERVER_GONE
-    return next(code for start, code in ERRORS if call.startswith(start))
-
-
-def sampled(calls):
-    """Of calls with equal arguments the first, the second and the last: (call, its number among all of its name)."""
+def sampled(calls, about):
+    """Of calls with equal arguments, all with that text, the first, the second and the last: (call, its number among all of its
+    name)."""
     numbers, alike = Counter(), defaultdict(list)
     for record in calls:
         numbers[record["call"]] += 1
-        alike[record["call"], record["text"]].append(numbers[record["call"]])
+        if about in record["text"]:
+            alike[record["call"], record["text"]].append(numbers[record["call"]])
     return sorted({(call, number) for (call, _), all_of in alike.items() for number in (*all_of[:2], all_of[-1])})
 
 
-def points_of(calls, lookups, kill):
+def points_of(journey, calls, lookups, options):
     """Names of points with what the script says there."""
-    if kill:
-        return {f"{call}:{number}": {"fail": [f"{call}:{number}:kill"]} for call, number in sampled(calls)
-                if call.startswith(MOMENTS)}
-    points = {f"{call}:{number}": {"fail": [f"{call}:{number}:{error_of(call)}"]} for call, number in sampled(calls)
+    points = sampled(calls, journey.about)
+    if options.kill:
+        return {f"{call}:{number}": {"fail": [f"{call}:{number}:kill"]} for call, number in points if call.startswith(MOMENTS)}
+    points = {f"{call}:{number}": {"fail": [f"{call}:{number}:{error_of(call, options.other_errors)}"]} for call, number in points
               if call not in UNTOUCHED}
+    if journey.about:
+        return points
     points |= {f"malloc:{number}": {"fail": [f"malloc:{number}:{OUT_OF_MEMORY}"]} for number in MALLOCS}
     return points | {f"missing:{name}": {"missing": [name]} for name in sorted({one["name"] for one in lookups})}
 
@@ -182,10 +169,10 @@ def chosen_points(pool, options):
     for name, _, _, (calls, lookups) in pool.map([(name, "", None, "calls") for name in options.journey]):
         if calls is None:
             raise SystemExit(f"sweep: {name} is not healthy: {lookups}")
-        points = points_of(calls, lookups, options.kill)
+        points = points_of(JOURNEYS[name], calls, lookups, options)
         points = {point: script for point, script in points.items() if not options.only or point.startswith(options.only)}
         for index, (point, script) in enumerate(points.items()):
-            manner = "fail" if not options.kill else ("again", "boot")[index % 2]
+            manner = "fail" if not options.kill else ("again", "boot")[index % 2 and not JOURNEYS[name].damage]
             jobs.append((name, point, script, manner))
         print(f"sweep: {name}: {len(calls)} calls, {len(points)} points", flush=True)
     jobs = sorted(jobs, key=lambda job: hashlib.sha256(f"{job[0]} {job[1]}".encode()).digest())
@@ -195,7 +182,7 @@ def chosen_points(pool, options):
     return jobs[::options.every]
 
 
-def show(done):
+def show(done, hint):
     codes = defaultdict(Counter)
     for (name, _, _), (code, _) in done.items():
         codes[name][code] += 1
@@ -205,7 +192,7 @@ def show(done):
     wrong = {key: found for key, (_, found) in done.items() if found}
     for (name, point, manner), found in sorted(wrong.items()):
         print(f"VIOLATION {name} {point} ({manner}): {'; '.join(found)}")
-        print(f"          ./dev sweep --journey {name} --only {point}{'' if manner == 'fail' else ' --kill'} --again")
+        print(f"          ./dev sweep --journey {name} --only {point}{'' if manner == 'fail' else ' --kill'}{hint} --again")
     print(f"sweep: {len(done)} points, {len(wrong)} violations")
     return 1 if wrong else 0
 
@@ -217,12 +204,14 @@ def main():
     parser.add_argument("--every", type=int, default=1)
     parser.add_argument("--sample", type=int)
     parser.add_argument("--kill", action="store_true")
+    parser.add_argument("--other-errors", action="store_true")
     parser.add_argument("--again", action="store_true")
     options = parser.parse_args()
     options.journey = options.journey or list(JOURNEYS)
     WORK.mkdir(parents=True, exist_ok=True)
     program = hashlib.sha256((BUILD / "OstravelInstaller.exe").read_bytes()).hexdigest()[:16]
-    kept = WORK / (f"sample-{os.getpid()}.jsonl" if options.sample else f"done-{program}.jsonl")
+    other = "-other-errors" * options.other_errors
+    kept = WORK / (f"sample-{os.getpid()}.jsonl" if options.sample else f"done-{program}{other}.jsonl")
     if options.again:
         kept.unlink(missing_ok=True)
     done = {tuple(key): tuple(outcome) for key, outcome in map(json.loads, kept.open())} if kept.exists() else {}
@@ -240,7 +229,7 @@ def main():
         if options.sample:
             kept.unlink(missing_ok=True)
     wanted = {(job[0], job[1], job[3]) for job in jobs}
-    return show({key: outcome for key, outcome in done.items() if key in wanted})
+    return show({key: outcome for key, outcome in done.items() if key in wanted}, other.replace('-', ' --', 1))
 
 
 if __name__ == "__main__":
