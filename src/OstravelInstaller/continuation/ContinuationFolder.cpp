@@ -62,8 +62,10 @@ void removeAll(const std::vector<std::filesystem::path>& entries) noexcept {
 } // namespace
 
 bool isContinuationFolder(const BaseFolder& baseFolder, const std::filesystem::path& folder) {
-    return folder.filename().native().starts_with(folderPrefix) && samePath(folder.parent_path(), baseFolder.path()) &&
-           (baseFolder.usable() || FileUtilities::isOwnedByAdministrators(folder));
+    // A base folder that cannot be had now may be the one in which an earlier run has left it.
+    return folder.filename().native().starts_with(folderPrefix) &&
+           (baseFolder.usable() ? samePath(folder.parent_path(), baseFolder.path())
+                                : FileUtilities::isOwnedByAdministrators(folder));
 }
 
 std::optional<std::filesystem::path> ownContinuationFolder(const BaseFolder& baseFolder) {
