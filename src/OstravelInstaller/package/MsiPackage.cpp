@@ -22,9 +22,6 @@ void checkMsi(UINT result, const char* call) {
     if (result != ERROR_SUCCESS) win32::throwWin32(call, result);
 }
 
-// Looked up before there is something to close: a package that stays open keeps its folder. Throws Win32Error.
-void requireClosing() { MsiCloseHandle(0); }
-
 std::optional<std::uint32_t> agentNumber(std::wstring_view valueName) {
     const RegKey key = AgentRegKeys::agentKey();
     if (!key.valueExists(valueName)) return std::nullopt;
@@ -44,7 +41,6 @@ AgentVersion packageProductVersion(const std::filesystem::path& package) {
         logEvent(LogLevel::Error, "PackageProductVersion",
                  {{"ErrorMsg", "Failed to initialize COM for the current thread"}, {"HResult", com.result()}});
     }
-    requireClosing();
     UniqueMsi product;
     checkMsi(MsiOpenPackageW(package.c_str(), product.put()), "MsiOpenPackageW");
     wchar_t text[64]; // the longest version has 23 characters
@@ -56,7 +52,6 @@ AgentVersion packageProductVersion(const std::filesystem::path& package) {
 }
 
 void checkPackageReadable(const std::filesystem::path& package) {
-    requireClosing();
     UniqueMsi database;
     checkMsi(MsiOpenDatabaseW(package.c_str(), MSIDBOPEN_READONLY, database.put()), "MsiOpenDatabaseW");
 }
