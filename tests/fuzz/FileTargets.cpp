@@ -121,7 +121,10 @@ std::vector<std::pair<std::string, std::string>> partsOf(const std::string& body
 std::string askMultipart(std::string_view input) {
     web::http::http_request request(web::http::methods::POST);
     MultiPartRequest body(request);
-    const auto type = toUtf8(request.headers().content_type()), boundary = type.substr(type.find('=') + 1);
+    const auto boundary = std::string(27, '-') + "boundary";
+    require(toUtf8(request.headers().content_type()) == "multipart/form-data; boundary=" + boundary &&
+                request.headers()[L"Transfer-Encoding"] == L"chunked",
+            "the head says how the body is read");
     const std::string head = "Content-Disposition: form-data; name=\"n\"";
     std::vector<std::pair<std::string, std::string>> given;
     for (const auto piece : pieces(input, 1)) {
@@ -134,7 +137,7 @@ std::string askMultipart(std::string_view input) {
             given.emplace_back(head + ";filename=\"f\"\r\nContent-Type: application/octet-string", piece);
         }
     }
-    require(body.Finish(), "a body is finished once");
+    require(body.Finish() && !body.Finish() && !body.AddTextPart(L"n", L"late"), "a body is finished once");
     const auto read = [&](std::size_t bytesAtOnce) {
         concurrency::streams::container_buffer<std::string> content;
         std::size_t size = 0;

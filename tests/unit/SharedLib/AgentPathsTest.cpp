@@ -22,6 +22,12 @@ TEST(AgentPaths, VersionIsFoundInEitherFormOfFolder) {
         EXPECT_EQ(kelvane::versionFromAgentPath(path), version);
 }
 
+TEST(AgentVersion, ShortOnesAreFilledAndPartsAreNumbers) {
+    EXPECT_EQ(kelvane::parseShortAgentVersion(L"23.4"), (AgentVersion{23, 4, 0, 0}));
+    EXPECT_FALSE(kelvane::parseAgentVersion(L"1.2.3.65536") || kelvane::parseAgentVersion(L"1.2.3.4 "));
+    EXPECT_LT((AgentVersion{23, 2, 9, 9}), (AgentVersion{23, 10, 0, 0}));
+}
+
 TEST(AgentPaths, OnlyWhatLiesBelowProgramFilesIsTaken) {
     const std::pair<const wchar_t*, bool> cases[] = {{L"C:\\program files\\Ostravel\\1.2.3.4\\a.tlb", true},
                                                      {L"\\\\?\\C:\\Program Files\\Ostravel\\a.tlb", true},

@@ -44,16 +44,3 @@ TEST(MsiProperties, VirtualDesktopsCarryNoAgentIdentifier) {
         EXPECT_EQ(basePropertyString(properties), expected);
     }
 }
-
-TEST(MsiProperties, ValuesThatCouldBringInPropertiesAreRefused) {
-    for (const auto& value : {std::string("a\"b"), std::string("a\nb"), std::string("a\0b", 3)})
-        EXPECT_THROW(runPropertyString({.siteToken = value}), std::runtime_error);
-    for (const auto* value : {L"a\"b", L"a\nb", L"a REBOOT=Force"}) {
-        auto properties = base();
-        properties.agentUid = value;
-        EXPECT_THROW(basePropertyString(properties), std::runtime_error);
-        std::wstring text;
-        EXPECT_THROW(appendServerProxy(text, value), std::runtime_error);
-        EXPECT_EQ(text, L"");
-    }
-}
