@@ -228,8 +228,10 @@ def test_proxy_of_the_user_with_credentials(machine, server):
             if setting.startswith('"'):  # the answer to a request that Wine repeats by itself arrives or is lost
                 assert [login for login, _ in proxy.seen] == [None, None, "Basic am9lOnNlY3JldA=="] * (len(proxy.seen) // 3)
                 assert proxy.seen and proxy.seen[0][1] == proxy.seen[1][1]  # sent from its start
-        machine.reg_set("HKCU" + CONNECTIONS, DefaultConnectionSettings=proxy_settings((70, 1, 3), address, "<local>"))
-        assert len(report(machine, server, "-a", "SERVER_PROXY=user", url=f"http://localhost:{server.port}")[1]) == 2
+        for flags, detects in (3, False), (11, True):  # where no network announces a script, the next setting counts
+            machine.reg_set("HKCU" + CONNECTIONS, DefaultConnectionSettings=proxy_settings((70, 1, flags), address, "<local>"))
+            run, uploads = report(machine, server, "-a", "SERVER_PROXY=user", url=f"http://localhost:{server.port}")
+            assert len(uploads) == 2 and run.recorded(kind="autoproxy", flags=0x20001, logs_on=0) == detects
         proxy.shutdown()
 
 
