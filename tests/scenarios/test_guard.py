@@ -57,6 +57,8 @@ def test_power_cuts_after_the_reboot(endpoint):
         endpoint.reboot()
         cut_off(endpoint, endpoint.run_task(endpoint.tasks[TASK], background=True, script={"pause": call}), kind="paused")
     check(endpoint, ["-q", "-a", "SAMPLE_FAIL=1", "-t", "token"], 2002, ["Running Kelvane Installer"])  # a guard, no 104
+    # What the package has done so far looks like an agent, and is no product.
+    endpoint.reg_set(r"HKLM\SOFTWARE\Ostravel\Agent", ConfigBaseDir=r"C:\Program Files\Ostravel\Kelvane Agent 1.2.3.4\config")
     after_reboot(endpoint, 0, INSTALLING)
     assert endpoint.products == INSTALLED and not endpoint.tasks
 

@@ -53,6 +53,7 @@ def test_first_installation(machine, server):
         "msiExitCode": "0", "osBitness": "x64", "deviceType": "desktop", "siteToken": server.token,
         "InstallationStep": "initialInstallation", "usedArgs": command_line[:150]}.items()
     assert re.fullmatch("[0-9a-f]{40}", final["machineUid"]) and final["machineUid"] == other["machineUid"]
+    assert int(final["freeDiskSpace"]) > 0
     assert all(final[name] != other[name] for name in ("diagnosticID", "installationId"))
 
 
