@@ -110,11 +110,12 @@ def test_nobody_can_see_it(machine, arguments):
 
 def test_attempts_to_break_off(machine):
     """While the package runs nobody ends the run by accident: with the keyboard, the window or by going away."""
-    run = machine.run("-t", "T", script={"interrupt": "msiexec", "stdout": "none"})
+    run = machine.run("-t", "T", script={"interrupt": "msiexec", "stdout": "none", "calls": "yes"})
     assert run.code == 0 and [event["Interruption"] for event in run.events_named("InterruptionRefused")] == ["Ctrl+C", "Ctrl+Break"]
-    (off, on), awake = [record["how"] for record in run.records if record.get("call") == "EnableMenuItem"], run.of_kind("execution_state")
+    (off, on), awake = [record["how"] for record in run.of_kind("console") if record["call"] == "EnableMenuItem"], run.of_kind("execution_state")
     assert (off, on) == (1, 0) and [record["state"] for record in awake] == [0x80000001, 0x80000000]
-    assert [record["add"] for record in run.records if record.get("call") == "SetConsoleCtrlHandler"] == [1, 0]
+    assert [record["add"] for record in run.of_kind("console") if record["call"] == "SetConsoleCtrlHandler"] == [1, 0]
+    assert run.recorded(kind="call", call="CreateWindowExW")  # which refuses the session's end
 
 
 def test_inside_the_job_of_somebody_else(machine):

@@ -42,6 +42,8 @@ POOR, TOO_POOR = {"memory": 1048575999}, "System requirements not met: Minimum 1
 FULL = {"fail": "CreateDirectoryW:*:112:KelvaneConfig"}
 UNREADABLE = {"fail": [f"{call}:*:1117:UserConfig.json" for call in ("ReadFile", "_read")]}
 UNMET = "System requirements not met: "
+DATA = ["--pmu", "-a", r"CUSTOM_DATA_DIR=D:\Data"]
+NO_ROOM = UNMET + "Insufficient space on the endpoint. Required: 4 GB on the data drive and 500 MB on the system drive"
 SAME_VERSION = [
     ([], {}, 1000, SAME, "SameVersionAlreadyInstalled"),
     (["--force"], {}, 202, [*TESTING, "", *CLEANED], "SameVersionAlreadyInstalled"),
@@ -50,6 +52,8 @@ SAME_VERSION = [
     (["--dont_cleanstall", "--force"], {}, 2001, TESTING, "SameVersionAlreadyInstalled"),
     (["--pmu"], POOR, 2015, [TOO_POOR], "SystemRequirementsNotMet"),
     (["--pmu", "-a", "SKIP_MEM_CHECK=true"], POOR, 202, CLEANED, "CheckSystemRequirementsMet"),
+    (DATA, {"free.D": 4 << 30}, 202, CLEANED, "CheckSystemRequirementsMet"),
+    (DATA, {"free.D": (4 << 30) - 1}, 2015, [NO_ROOM], "SystemRequirementsNotMet"),
     ([], FULL, 2006, NO_BACKUP, "KelvaneConfigBackupFailed"),
     (["--dont_preserve_config_dir"], FULL, 1000, SAME, "VersionsInfo"),
     ([], {"fail": "GetFileAttributesW:2:53:KelvaneConfig"}, 1000, SAME, "VersionsInfo"),
@@ -69,9 +73,11 @@ SAME_VERSION = [
 
 
 def test_the_same_version(endpoint):
+    endpoint.add_drive("D")
     install(endpoint)
     for arguments, script, code, lines, event in SAME_VERSION:
-        assert check(endpoint, [*STATELESS, *arguments], code, lines, script=script).in_order(*event.split())
+        run = check(endpoint, [*STATELESS, *arguments], code, lines, script=script)
+        assert run.in_order(*event.split()) and "DowngradeDetected" not in run.event_names
     declined = check(endpoint, STATELESS[1:], 205, [])
     assert [(box["text"], box["caption"], box["type"], box["owned"]) for box in declined.boxes] == [
         (ASK, "OstravelInstaller", 4, False)]
