@@ -34,6 +34,11 @@ class After:
         return self.lies("QX_R_")
 
     @property
+    def cleaned(self):
+        """A killed run has done what was asked for: there is nothing left to clean, nor an agent that has a token."""
+        return self.killed and "--clean_only" in self.journey.arguments and not self.product
+
+    @property
     def scheduled(self):
         return TASK in self.tasks and self.machine.unix(self.tasks[TASK]["Path"]).exists()
 
@@ -73,7 +78,7 @@ def an_agent_is_there_or_comes(after):
     had = after.journey.agent and not after.journey.first
     if after.code == after.journey.healthy or not had and not after.journey.at_boot:
         return None
-    if after.whole_version in (OLD, VERSION) or after.scheduled:
+    if after.whole_version in (OLD, VERSION) or after.scheduled or after.cleaned:
         return None
     if after.code not in GONE:
         return f"no agent, no task, code {after.code}"
@@ -124,9 +129,9 @@ INVARIANTS = (the_code_is_documented, the_result_file_agrees, success_is_true, a
 
 def it_went_on(after):
     """A run after a killed one ends as on a healthy machine; or says that the agent is there already, or that it has no
-    token while the next boot has it."""
+    token: the next boot has it, or the agent had it that is cleaned away."""
     allowed = {after.journey.healthy, 0, 12, 103, 104, 1000} | ({2002} if after.whole_version else set())
-    if after.killed and after.code not in allowed | ({2008} if after.scheduled else set()):
+    if after.killed and after.code not in allowed | ({2008} if after.scheduled or after.cleaned else set()):
         return f"code {after.code}"
 
 
