@@ -3,21 +3,18 @@
 // name. Any method can be made to fail by its name: fail=RegisterTaskDefinition:1:0x80070005.
 #define CINTERFACE
 #include "hooks/Hooks.h"
+#include "hooks/TaskFiles.h"
 
 #include <initguid.h>
 #include <sddl.h>
 #include <taskschd.h>
 
-#include <map>
 #include <memory>
 
 namespace host {
 namespace {
 
 const std::wstring root = L"C:\\test-host\\tasks";
-
-// What a definition was told, by the names that the tests read.
-using Task = std::map<std::string, std::string>;
 
 // Every interface of the scheduler is one of these: its methods, and the task or the folder that it belongs to.
 struct Object {
@@ -89,46 +86,6 @@ std::string text(BSTR value) { return jsonText(value ? value : L""); }
 std::string flag(VARIANT_BOOL value) { return value == VARIANT_TRUE ? "true" : value ? "\"neither\"" : "false"; }
 std::string digits(int value) { return std::to_string(value); }
 
-HRESULT lastError() { return HRESULT_FROM_WIN32(GetLastError()); }
-
-// The text between the quotes of a JSON string.
-std::wstring unquoted(const std::string& json) {
-    std::wstring result;
-    const std::wstring inner = fromUtf8(std::string_view(json).substr(1, json.size() - 2));
-    for (std::size_t at = 0; at < inner.size(); ++at) {
-        if (inner[at] != L'\\') {
-            result += inner[at];
-        } else if (inner[++at] == L'u') {
-            result += static_cast<wchar_t>(number(L"0x" + inner.substr(at + 1, 4)));
-            at += 4;
-        } else {
-            result += inner[at];
-        }
-    }
-    return result;
-}
-
-// A flat object in ASCII: names, and what stands for each value.
-Task readTask(const std::wstring& file) {
-    std::string json;
-    for (const wchar_t unit : readText(file))
-        json += static_cast<char>(unit);
-    Task task;
-    const auto stringEnd = [&](std::size_t at) {
-        for (++at; json.at(at) != '"'; ++at)
-            at += json[at] == '\\';
-        return at + 1;
-    };
-    for (auto at = json.find('"'); at != json.npos; at = json.find('"', at)) {
-        const auto nameEnd = stringEnd(at);
-        const auto value = json.find_first_not_of(": ", nameEnd);
-        const auto end = json[value] == '"' ? stringEnd(value) : json.find_first_of(",}", value);
-        task[json.substr(at + 1, nameEnd - at - 2)] = json.substr(value, end - value);
-        at = end;
-    }
-    return task;
-}
-
 HRESULT giveText(Task& task, const char* name, BSTR* text) {
     const auto value = task.find(name);
     *text = value == task.end() ? nullptr : SysAllocString(unquoted(value->second).c_str());
@@ -144,8 +101,6 @@ bool isSecurity(const wchar_t* sddl) {
     LocalFree(descriptor);
     return valid;
 }
-
-bool exists(const std::wstring& path) { return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
 
 // A path of the scheduler begins at its root, with or without a separator.
 std::wstring below(const std::wstring& folder, std::wstring_view path) {
@@ -212,28 +167,13 @@ void fill(Filling, ITaskDefinitionVtbl& table) {
     GETTER(ITaskDefinition, Triggers, ITriggerCollection);
 }
 
-HRESULT store(const std::wstring& path, Task& task, LONG flags) {
-    if ((flags & TASK_CREATE_OR_UPDATE) == 0 || !task.contains("Path") || task["Path"] == "\"\"") return E_INVALIDARG;
-    if ((flags & TASK_UPDATE) == 0 && exists(path)) return HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
-    std::string json;
-    for (const auto& [name, value] : task)
-        json += (json.empty() ? "{\"" : ",\"") + name + "\":" + value;
-    json += "}\n";
-    const HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-    if (file == INVALID_HANDLE_VALUE) return lastError();
-    DWORD written = 0;
-    WriteFile(file, json.data(), static_cast<DWORD>(json.size()), &written, nullptr);
-    CloseHandle(file);
-    return S_OK;
-}
-
 HRESULT WINAPI registerTask(ITaskFolder* self, BSTR name, ITaskDefinition* definition, LONG flags, VARIANT, VARIANT,
                             TASK_LOGON_TYPE logon, VARIANT sddl, IRegisteredTask** registered) {
     if (!isName(name)) return HRESULT_FROM_WIN32(ERROR_INVALID_NAME);
     if (sddl.vt == VT_BSTR && !isSecurity(sddl.bstrVal)) return E_INVALIDARG;
     Task& described = task(definition);
     described["RegisteredLogonType"] = std::to_string(logon);
-    const HRESULT result = store(taskFile(self, name), described, flags);
+    const HRESULT result = storeTask(taskFile(self, name), described, flags);
     Record("task").add("call", L"register").add("name", name).add("result", result).add("security", sddl.bstrVal);
     if (SUCCEEDED(result) && registered) give<IRegisteredTask>(registered, object(definition).task);
     return result;
