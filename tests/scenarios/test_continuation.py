@@ -106,7 +106,7 @@ def test_tasks_of_that_name(endpoint):
     guard, waiting = json.dumps(waiting | {"guard": True}), json.dumps(waiting)
     for program, content, script, code, lines, stays in [
             ("program", waiting, {}, 104, PENDING, True), ("", guard, {}, 1000, SAME, False),
-            ("program", waiting, {"fail": r"CreateFileW:*:32:QX_R_1\OstravelInstaller.exe"}, 104, PENDING, True),
+            ("program", waiting, {"fail": r"CreateFileW:*:5:QX_R_1\OstravelInstaller.exe"}, 104, PENDING, True),
             ("program", waiting, {"fail": r"CreateDirectoryW:*:1450:Files\OstravelInstaller"}, 104, PENDING, True),
             ("", waiting, {}, 1000, SAME, False), ("programs", waiting, {}, 1000, SAME, False),
             ("Program", waiting, {}, 1000, SAME, False), ("program", waiting, {"fail": "ReadFile:*:23:QX_R_1"}, 1000, SAME, False),

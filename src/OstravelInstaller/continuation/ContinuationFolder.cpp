@@ -47,11 +47,10 @@ win32::UniqueHandle openItself(const std::filesystem::path& file) {
     return handle;
 }
 
-// Says nothing of the file.
-bool isPassing(std::uint32_t code) {
-    constexpr std::uint32_t passing[] = {ERROR_SHARING_VIOLATION, ERROR_LOCK_VIOLATION,      ERROR_NOT_ENOUGH_MEMORY,
-                                         ERROR_OUTOFMEMORY,       ERROR_NO_SYSTEM_RESOURCES, ERROR_TOO_MANY_OPEN_FILES};
-    return std::ranges::count(passing, code) != 0;
+// Whatever else fails, as a reader's lock or the hashing, says nothing of the file.
+bool tellsDamage(std::uint32_t code) {
+    constexpr std::uint32_t damage[] = {ERROR_CANT_ACCESS_FILE, ERROR_CRC, ERROR_FILE_CORRUPT, ERROR_DISK_CORRUPT};
+    return win32::isNotFound(code) || std::ranges::count(damage, code) != 0;
 }
 
 void removeAll(const std::vector<std::filesystem::path>& entries) noexcept {
@@ -95,7 +94,7 @@ std::string faultOfCopy(const std::filesystem::path& folder, const FileDigest& e
         if (size != expected.size) return std::format("The copy has {} bytes of {}", size, expected.size);
         return digestOf(copy.get()) == expected ? "" : "The copy holds other bytes";
     } catch (const win32::Win32Error& error) {
-        if (isPassing(error.code())) throw;
+        if (!tellsDamage(error.code())) throw;
         return error.what();
     }
 }
